@@ -1,0 +1,19 @@
+# The one helper that adds a GoogleTest executable to CTest.
+find_package(GTest REQUIRED)
+include(GoogleTest)
+
+# anadata_add_test(NAME <name> SOURCES <files...> [LIBS <targets...>] [ENV <VAR=value...>])
+# Builds <name> against the library and GoogleTest and registers each of its tests with CTest.
+# Every test runs in its own process, so process-wide state (settings, handle tables) starts fresh.
+function(anadata_add_test)
+    cmake_parse_arguments(ARG "" "NAME;TIMEOUT" "SOURCES;LIBS;ENV" ${ARGN})
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 120)
+    endif()
+    add_executable(${ARG_NAME} ${ARG_SOURCES})
+    anadata_warnings(${ARG_NAME})
+    target_link_libraries(${ARG_NAME} PRIVATE anadata::anadata anadata_test_support GTest::gtest_main GTest::gmock ${ARG_LIBS})
+    gtest_discover_tests(${ARG_NAME}
+        DISCOVERY_MODE PRE_TEST
+        PROPERTIES TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${ARG_ENV}")
+endfunction()

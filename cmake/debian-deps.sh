@@ -1,0 +1,28 @@
+#!/bin/sh
+# Installs the Debian packages that building and testing anadata need; does nothing when all are present.
+set -eu
+
+packages="
+build-essential cmake pkg-config g++ gcc gfortran clang libclang-rt-14-dev
+googletest libgtest-dev libgmock-dev libbenchmark-dev
+gsoap libgsoap-dev gsoap-doc libminizip-dev zlib1g-dev
+libsqlite3-dev sqlite3 libssl-dev libcli11-dev
+zip unzip curl python3 python3-zeep
+"
+
+missing=""
+for p in $packages; do
+    if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
+        missing="$missing $p"
+    fi
+done
+
+[ -z "$missing" ] && exit 0
+
+echo "installing:$missing"
+sudo=""
+[ "$(id -u)" -ne 0 ] && sudo="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+# shellcheck disable=SC2086
+$sudo apt-get install -y -qq --no-install-recommends $missing

@@ -1,0 +1,20 @@
+#!/bin/sh
+# Sets up a Debian 12 machine, builds anadata twice (plain and with ASan+UBSan) and runs every test in both.
+set -eu
+cd "$(dirname "$0")"
+
+./cmake/debian-deps.sh
+
+jobs="${ANADATA_JOBS:-2}"
+for variant in plain asan; do
+    dir="build-test-$variant"
+    flags="-DCMAKE_BUILD_TYPE=RelWithDebInfo"
+    [ "$variant" = asan ] && flags="-DCMAKE_BUILD_TYPE=Debug -DANADATA_SANITIZE=ON -DANADATA_BUILD_BENCH=OFF"
+    echo "=== $variant build ==="
+    # shellcheck disable=SC2086
+    cmake -S . -B "$dir" $flags >/dev/null
+    cmake --build "$dir" -j "$jobs"
+    echo "=== $variant tests ==="
+    ASAN_OPTIONS="detect_leaks=1:abort_on_error=1" UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1" \
+        ctest --test-dir "$dir" -j "$jobs" --output-on-failure
+done

@@ -1,0 +1,21 @@
+#!/bin/sh
+# Installs the build tree into a scratch prefix, then builds a small program against it twice:
+# once through find_package(anadata) and once through pkg-config.
+set -eu
+build="$1"
+consumer="$2"
+scratch=$(mktemp -d /tmp/anadata-install-XXXXXX)
+trap 'rm -rf "$scratch"' EXIT INT TERM
+
+cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
+
+cmake -S "$consumer" -B "$scratch/cmake-build" -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
+cmake --build "$scratch/cmake-build" >/dev/null
+LD_LIBRARY_PATH="$scratch/prefix/lib:$scratch/prefix/lib/$(gcc -print-multiarch)" "$scratch/cmake-build/consumer"
+
+pcdir=$(dirname "$(find "$scratch/prefix" -name anadata.pc | head -n 1)")
+flags=$(PKG_CONFIG_PATH="$pcdir" pkg-config --cflags --libs anadata)
+# shellcheck disable=SC2086
+c++ -std=c++17 -o "$scratch/pc-consumer" "$consumer/consumer.cpp" $flags
+LD_LIBRARY_PATH="$(PKG_CONFIG_PATH="$pcdir" pkg-config --variable=libdir anadata)" "$scratch/pc-consumer"
+echo "install consumers: ok"
