@@ -1,0 +1,32 @@
+// Accounts of the service: salted PBKDF2 password hashes in the catalogue, checked with a memory cache.
+#ifndef ANADATA_SERVER_ACCOUNTS_H
+#define ANADATA_SERVER_ACCOUNTS_H
+
+#include <map>
+#include <mutex>
+#include <string>
+
+class Catalogue;
+
+class Accounts {
+public:
+    Accounts();
+
+    // Creates or resets an account. Throws ServiceError for an unusable name or an empty password.
+    void set(Catalogue& catalogue, const std::string& name, const std::string& password);
+    // Throws ServiceError "bad user name or password" unless the pair matches a stored account.
+    void check(Catalogue& catalogue, const std::string& name, const std::string& password);
+
+    static std::string derive(const std::string& password, const std::string& salt, int iterations);
+
+private:
+    std::string remember(const std::string& password) const;
+
+    std::string processKey_;
+    std::mutex mutex_;
+    // name -> (stored hash, keyed digest of the password that matched it): avoids re-deriving the
+    // slow hash on every request while a reset through the catalogue still invalidates the entry.
+    std::map<std::string, std::pair<std::string, std::string>> verified_;
+};
+
+#endif

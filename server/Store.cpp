@@ -1,0 +1,115 @@
+// The store directory: catalogue, staging area for uploads and the committed data files.
+#include "Store.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <set>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <openssl/rand.h>
+
+#include "Catalogue.h"
+#include "ServiceError.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+void makeDir(const std::string& path) {
+    if (mkdir(path.c_str(), 0755) != 0 && errno != EEXIST)
+        throw ServiceError("cannot create " + path + ": " + std::strerror(errno), true);
+}
+
+void syncPath(const std::string& path, int flags) {
+    int fd = open(path.c_str(), flags | O_CLOEXEC);
+    if (fd < 0) throw ServiceError("cannot open " + path + ": " + std::strerror(errno), true);
+    int rc = fsync(fd);
+    int err = errno;
+    close(fd);
+    if (rc != 0) throw ServiceError("cannot sync " + path + ": " + std::strerror(err), true);
+}
+
+std::string randomHex(size_t bytes) {
+    unsigned char buf[32];
+    if (bytes > sizeof buf || RAND_bytes(buf, static_cast<int>(bytes)) != 1)
+        throw ServiceError("no random bytes available", true);
+    static const char digits[] = "0123456789abcdef";
+    std::string out;
+    for (size_t i = 0; i < bytes; ++i) {
+        out += digits[buf[i] >> 4];
+        out += digits[buf[i] & 15];
+    }
+    return out;
+}
+
+}  // namespace
+
+Store::Store(const std::string& dir) {
+    if (dir.empty()) throw ServiceError("no store directory given");
+    makeDir(dir);
+    std::error_code ec;
+    root_ = fs::canonical(dir, ec).string();
+    if (ec) throw ServiceError("cannot resolve " + dir + ": " + ec.message(), true);
+    makeDir(root_ + "/staging");
+    makeDir(root_ + "/data");
+}
+
+std::string Store::relative(const std::string& absolutePath) const {
+    std::string prefix = root_ + "/data/";
+    if (absolutePath.compare(0, prefix.size(), prefix) != 0) return std::string();
+    std::string rel = absolutePath.substr(root_.size() + 1);
+    // Exactly data/<dir>/<file>, without empty, "." or ".." components.
+    size_t parts = 0, start = 0;
+    while (start <= rel.size()) {
+        size_t end = rel.find('/', start);
+        if (end == std::string::npos) end = rel.size();
+        std::string part = rel.substr(start, end - start);
+        if (part.empty() || part == "." || part == "..") return std::string();
+        ++parts;
+        start = end + 1;
+    }
+    return parts == 3 ? rel : std::string();
+}
+
+std::string Store::install(const std::string& stagingFile, const std::string& filename) const {
+    syncPath(stagingFile, O_RDONLY);
+    std::string dir = "data/" + randomHex(16);
+    makeDir(absolute(dir));
+    if (rename(stagingFile.c_str(), absolute(dir + "/" + filename).c_str()) != 0) {
+        int err = errno;
+        rmdir(absolute(dir).c_str());
+        throw ServiceError("cannot move upload into place: " + std::string(std::strerror(err)), true);
+    }
+    syncPath(absolute(dir), O_RDONLY | O_DIRECTORY);
+    syncPath(root_ + "/data", O_RDONLY | O_DIRECTORY);
+    return dir;
+}
+
+void Store::discard(const std::string& relativePath) const {
+    std::string path = absolute(relativePath);
+    unlink(path.c_str());
+    auto slash = path.rfind('/');
+    rmdir(path.substr(0, slash).c_str());
+}
+
+void Store::recover(Catalogue& catalogue) const {
+    std::error_code ec;
+    for (const auto& entry : fs::directory_iterator(root_ + "/staging", ec)) fs::remove_all(entry.path(), ec);
+
+    auto known = catalogue.allFiles();
+    std::set<std::string> files(known.begin(), known.end()), dirs;
+    for (const auto& f : known) dirs.insert(f.substr(0, f.rfind('/')));
+    for (const auto& d : fs::directory_iterator(root_ + "/data", ec)) {
+        std::string rel = "data/" + d.path().filename().string();
+        if (!dirs.count(rel)) {
+            fs::remove_all(d.path(), ec);
+            continue;
+        }
+        std::error_code inner;
+        for (const auto& f : fs::directory_iterator(d.path(), inner))
+            if (!files.count(rel + "/" + f.path().filename().string())) fs::remove_all(f.path(), inner);
+    }
+}

@@ -1,0 +1,34 @@
+// The store directory: catalogue, staging area for uploads and the committed data files.
+#ifndef ANADATA_SERVER_STORE_H
+#define ANADATA_SERVER_STORE_H
+
+#include <string>
+
+class Catalogue;
+
+class Store {
+public:
+    // Creates DIR, DIR/staging and DIR/data as needed. Throws ServiceError.
+    explicit Store(const std::string& dir);
+
+    const std::string& root() const { return root_; }
+    std::string cataloguePath() const { return root_ + "/catalogue.sqlite"; }
+    std::string stagingPath(const std::string& key) const { return root_ + "/staging/" + key + ".part"; }
+    std::string absolute(const std::string& relativePath) const { return root_ + "/" + relativePath; }
+    // The store-relative path of an absolute path inside the store, or "" when it is not one.
+    std::string relative(const std::string& absolutePath) const;
+
+    // Makes the staging file durable and moves it to a new directory under data/ as filename;
+    // returns the new directory relative to the store. Throws ServiceError.
+    std::string install(const std::string& stagingFile, const std::string& filename) const;
+    // Removes a committed data file and its directory; missing files are ignored.
+    void discard(const std::string& relativePath) const;
+
+    // After a restart: drops every staging file and every data file that the catalogue does not know.
+    void recover(Catalogue& catalogue) const;
+
+private:
+    std::string root_;
+};
+
+#endif

@@ -1,0 +1,54 @@
+// Open registration sessions: each stages its upload in a private file until it is committed or dropped.
+#ifndef ANADATA_SERVER_UPLOADSESSIONS_H
+#define ANADATA_SERVER_UPLOADSESSIONS_H
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "CatalogueEntry.h"
+
+class Catalogue;
+class Store;
+
+struct UploadLimits {
+    int maxSessions = 64;
+    std::int64_t maxStagingBytes = 8LL << 30;  // sum of the announced lengths of open sessions
+    std::chrono::seconds idleTimeout{600};
+};
+
+class UploadSessions {
+public:
+    UploadSessions(const Store& store, UploadLimits limits);
+    ~UploadSessions();  // drops every open session
+
+    // Opens a session for a validated entry; returns its key. Throws ServiceError when a limit is reached.
+    std::string begin(const CatalogueEntry& entry, bool replace);
+    // Appends a block; returns the number of bytes received so far. Throws ServiceError.
+    std::int64_t append(const std::string& key, const unsigned char* data, size_t size);
+    // Checks the length, installs the file and commits the catalogue row. The session is gone afterwards,
+    // whether it succeeded or not. Throws ServiceError.
+    void end(const std::string& key, Catalogue& catalogue);
+    // Drops the session and its staging file. Throws ServiceError for an unknown key.
+    void abort(const std::string& key);
+    // Drops sessions idle for longer than the timeout; returns how many.
+    int reapIdle();
+    size_t openCount();
+
+private:
+    struct Session;
+    std::shared_ptr<Session> take(const std::string& key);
+    std::shared_ptr<Session> get(const std::string& key);
+    void drop(Session& s);
+
+    const Store& store_;
+    UploadLimits limits_;
+    std::mutex mutex_;
+    std::map<std::string, std::shared_ptr<Session>> sessions_;
+    std::int64_t announced_ = 0;
+};
+
+#endif

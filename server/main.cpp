@@ -1,0 +1,133 @@
+// anadata-server: the reference analysed-data service over a store directory.
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <cstdio>
+#include <iostream>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+#include "Catalogue.h"
+#include "HttpServer.h"
+#include "Service.h"
+#include "ServiceError.h"
+
+namespace {
+
+volatile std::sig_atomic_t stopRequested = 0;
+
+extern "C" void onSignal(int) { stopRequested = 1; }
+
+void installSignals() {
+    struct sigaction sa {};
+    sa.sa_handler = onSignal;
+    sigemptyset(&sa.sa_mask);
+    sigaction(SIGTERM, &sa, nullptr);
+    sigaction(SIGINT, &sa, nullptr);
+    signal(SIGPIPE, SIG_IGN);
+}
+
+int addUser(const std::string& storeDir, const std::string& name) {
+    Store store(storeDir);
+    Catalogue catalogue(store.cataloguePath());
+    std::string password;
+    std::getline(std::cin, password);
+    if (!password.empty() && password.back() == '\r') password.pop_back();
+    Accounts().set(catalogue, name, password);
+    std::cout << "account " << name << " set" << std::endl;
+    return 0;
+}
+
+// Drops upload sessions that stay idle, until told to stop.
+class Reaper {
+public:
+    Reaper(UploadSessions& sessions, std::chrono::seconds timeout)
+        : thread_([this, &sessions, timeout] {
+              auto period = std::chrono::milliseconds(std::min<long long>(1000, timeout.count() * 250 + 50));
+              std::unique_lock<std::mutex> lock(mutex_);
+              while (!cv_.wait_for(lock, period, [this] { return stop_; })) sessions.reapIdle();
+          }) {}
+    ~Reaper() {
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            stop_ = true;
+        }
+        cv_.notify_all();
+        thread_.join();
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable cv_;
+    bool stop_ = false;
+    std::thread thread_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"Reference analysed-data service"};
+    std::string storeDir, bind = "127.0.0.1", explogPath, newUser;
+    int port = 8080;
+    HttpLimits http;
+    UploadLimits uploads;
+    ServiceLimits limits;
+    long long idleSeconds = uploads.idleTimeout.count();
+    app.add_option("--store", storeDir, "Store directory (catalogue and data files)")->required();
+    app.add_option("--bind", bind, "Address to listen on")->capture_default_str();
+    app.add_option("--port", port, "Port to listen on; 0 picks a free one")->capture_default_str()->check(
+        CLI::Range(0, 65535));
+    app.add_option("--explog", explogPath, "Experiment log (CSV with a header row, first column the shot)");
+    app.add_option("--add-user", newUser, "Add or reset an account, reading its password from standard input");
+    app.add_option("--threads", http.threads, "Worker threads")->capture_default_str()->check(CLI::Range(1, 256));
+    app.add_option("--session-timeout", idleSeconds, "Seconds after which an idle upload session is dropped")
+        ->capture_default_str()->check(CLI::Range(1LL, 86400LL * 30));
+    app.add_option("--max-sessions", uploads.maxSessions, "Open upload sessions at most")
+        ->capture_default_str()->check(CLI::Range(1, 100000));
+    app.add_option("--max-staging", uploads.maxStagingBytes, "Bytes announced by open upload sessions at most")
+        ->capture_default_str()->check(CLI::PositiveNumber);
+    app.add_option("--max-block", limits.maxBlock, "Bytes of one transferred block at most")
+        ->capture_default_str()->check(CLI::Range(1024, 64 << 20));
+    CLI11_PARSE(app, argc, argv);
+    uploads.idleTimeout = std::chrono::seconds(idleSeconds);
+
+    try {
+        if (!newUser.empty()) return addUser(storeDir, newUser);
+
+        ExperimentLog log;
+        if (!explogPath.empty()) log = ExperimentLog::load(explogPath);
+        Store probe(storeDir);
+        int lockFd = open((probe.root() + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        if (lockFd < 0 || flock(lockFd, LOCK_EX | LOCK_NB) != 0)
+            throw std::runtime_error("store " + probe.root() + " is in use by another server");
+        {
+            Catalogue catalogue(probe.cataloguePath());
+            probe.recover(catalogue);
+        }
+        Service service(storeDir, uploads, limits, std::move(log));
+        char host[256] = "";
+        gethostname(host, sizeof host - 1);
+        service.hostname = host;
+        // A block travels as base64 (4/3 of its size) inside a small envelope.
+        http.maxMessage = static_cast<unsigned long long>(limits.maxBlock) * 4 / 3 + (1 << 20);
+
+        installSignals();
+        HttpServer server(service, bind, port, http);
+        std::printf("listening on %s\n", server.url().c_str());
+        std::fflush(stdout);
+        Reaper reaper(service.sessions, uploads.idleTimeout);
+        server.run(stopRequested);
+        close(lockFd);
+        return 0;
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "anadata-server: %s\n", e.what());
+        return 1;
+    }
+}
