@@ -39,7 +39,13 @@ else:
         if mode == 'stored': z.writestr('sub/stored.txt', 'stored data', zipfile.ZIP_STORED)
         if mode == 'escape': z.writestr('../escape.txt', 'inside')
         if mode == 'huge': z.writestr('h.txt', b'abc' * 1000)
+        if mode == 'method': z.writestr('m.txt', 'unknown method')
         if mode == 'bomb': z.writestr('b.txt', bytes(20 << 20))
+    if mode == 'method':
+        b = bytearray(open(path, 'rb').read())
+        struct.pack_into('<H', b, b.find(b'PK\x03\x04') + 8, 99)
+        struct.pack_into('<H', b, b.find(b'PK\x01\x02') + 10, 99)
+        open(path, 'wb').write(b)
     if mode == 'huge': patch_size(0xFFFFFF00)
     if mode == 'bomb': patch_size(1000)
 )";
@@ -152,6 +158,16 @@ TEST_F(ZipArchive, HostileArchivesEndInAnErrorWithBoundedOutput) {
     for (size_t i = 200; i < 260; ++i) archive[i] = static_cast<char>(archive[i] ^ 0x5a);
     writeFile(dir.file("flipped.zip"), archive);
     EXPECT_NE(qx::unzip(dir.file("flipped.zip"), dir.file("o3")), 0);
+
+    python("empty " + dir.file("empty.zip"));  // no entry at all
+    EXPECT_EQ(qx::unzip(dir.file("empty.zip"), dir.file("o0")), -102);
+
+    python("method " + dir.file("method.zip"));
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(qx::unzip(dir.file("method.zip"), dir.file("o6")), -103);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "error -103 with zipfile in unzOpenCurrentFile\n"
+              "error -102 with zipfile in unzReadCurrentFile\n");
 
     python("huge " + dir.file("huge.zip"));  // claims almost 4 GiB, holds 3000 bytes
     EXPECT_EQ(qx::unzip(dir.file("huge.zip"), dir.file("o4")), -103);
