@@ -62,19 +62,24 @@ TEST(MoveFile, CopiesAcrossFileSystems) {
     TempDir shmParent;  // only to get a unique name
     std::string from = "/dev/shm/" + qx::getFileName(shmParent.path().c_str());
     std::string to = std::string(ANADATA_TEST_BUILD_DIR) + "/moved-" + qx::getFileName(from.c_str());
+    struct Cleanup {
+        std::string a, b;
+        ~Cleanup() {
+            ::unlink(a.c_str());
+            ::unlink(b.c_str());
+        }
+    } cleanup{from, to};
     std::string data;
     for (int i = 0; data.size() < 3 * 8192 + 100; ++i) data += std::to_string(i) + ",";
     writeFile(from, data);
-    writeFile(to, data + "old tail");  // an existing target is not truncated
+    writeFile(to, std::string(data.size() + 8, '#'));  // an existing target is not truncated
     ASSERT_TRUE(qx::MoveFile(from.c_str(), to.c_str()));
-    EXPECT_EQ(readFile(to), data + "old tail");
+    EXPECT_EQ(readFile(to), data + "########");
     EXPECT_NE(::access(from.c_str(), F_OK), 0);
 
     writeFile(from, data);  // a target that cannot be created keeps the source
     EXPECT_FALSE(qx::MoveFile(from.c_str(), (std::string(ANADATA_TEST_BUILD_DIR) + "/no/x").c_str()));
     EXPECT_EQ(readFile(from), data);
-    ::unlink(from.c_str());
-    ::unlink(to.c_str());
 }
 
 TEST(Separater, DropsEmptyFieldsAndBoundsIndexes) {
