@@ -89,7 +89,7 @@ TEST_F(Settings, SectionsPrefixesAndQuotes) {
         "limit=5\n"                 // wrong section
         "account_name=x\n"          // prefix match
         "[misc]\n"                  // unknown header keeps [tserver]
-        "passwd=\"a\"b\"\n"
+        "passwd=\"a\"b\"\"\n"
         "endpoint=\"\n"
         " base_dir=/ignored\n"      // keys start in the first column
         "base_dir = /data\n"        // blanks are kept
@@ -102,7 +102,7 @@ TEST_F(Settings, SectionsPrefixesAndQuotes) {
         "page=\"\"")                // no final newline
         .c_str()));
     EXPECT_EQ(clsAnaDataAccess::user, "x");
-    EXPECT_EQ(clsAnaDataAccess::pass, "a\"b");
+    EXPECT_EQ(clsAnaDataAccess::pass, "a\"b\"");  // one quote off each end
     EXPECT_EQ(clsAnaDataAccess::endpoint, "");
     EXPECT_EQ(clsAnaDataAccess::getBaseDir(), " /data");
     EXPECT_EQ(clsAnaDataAccess::getLimit(), "limit");

@@ -82,6 +82,18 @@ TEST(MoveFile, CopiesAcrossFileSystems) {
     EXPECT_EQ(readFile(from), data);
 }
 
+TEST(MoveFile, KeepsTheSourceWhenTheCopyFails) {
+    struct stat full, build;
+    if (::stat("/dev/full", &full) != 0 || !S_ISCHR(full.st_mode) ||
+        ::stat(ANADATA_TEST_BUILD_DIR, &build) != 0 || full.st_dev == build.st_dev)
+        GTEST_SKIP() << "no /dev/full on a file system apart from the build directory";
+    std::string from = std::string(ANADATA_TEST_BUILD_DIR) + "/move-to-full";
+    writeFile(from, "data that does not fit");
+    EXPECT_FALSE(qx::MoveFile(from.c_str(), "/dev/full"));  // every write fails with ENOSPC
+    EXPECT_EQ(readFile(from), "data that does not fit");
+    ::unlink(from.c_str());
+}
+
 TEST(Separater, DropsEmptyFieldsAndBoundsIndexes) {
     clsSeparater s("a b  c", ' ');
     EXPECT_EQ(s.count, 3);
