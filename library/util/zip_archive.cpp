@@ -5,6 +5,8 @@
 #include <cstring>
 #include <iostream>
 
+#include <sys/stat.h>
+
 #include "zip_support.h"
 
 namespace qx {
@@ -13,6 +15,13 @@ namespace {
 
 // Every block between a file and an archive passes through this one buffer.
 char buf[8192];
+
+// True when both paths name one existing file: writing one would destroy the other.
+bool sameFile(const std::string& a, const std::string& b) {
+    struct stat first, second;
+    return ::stat(a.c_str(), &first) == 0 && ::stat(b.c_str(), &second) == 0 &&
+           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
 
 // Reads the deflated data of the current entry into `out` and returns the status.
 // minizip never hands out more than the entry's declared size; data that ends early is
@@ -39,7 +48,7 @@ int copyEntryData(unzFile archive, std::FILE* out, uLong declaredSize, int statu
     return status;
 }
 
-int extractCurrentEntry(unzFile archive, const std::string& outPath) {
+int extractCurrentEntry(unzFile archive, const std::string& zipPath, const std::string& outPath) {
     char storedName[256];
     unz_file_info info;
     int status = unzGetCurrentFileInfo(archive, &info, storedName, sizeof storedName, nullptr,
@@ -53,7 +62,8 @@ int extractCurrentEntry(unzFile archive, const std::string& outPath) {
     status = unzOpenCurrentFile(archive);
     if (status != UNZ_OK) std::printf("error %d with zipfile in unzOpenCurrentFile\n", status);
 
-    std::FILE* out = std::fopen(outPath.c_str(), "wb");
+    // An output that is the archive itself is treated as one that cannot be created.
+    std::FILE* out = sameFile(zipPath, outPath) ? nullptr : std::fopen(outPath.c_str(), "wb");
     if (out != nullptr) {
         status = copyEntryData(archive, out, info.uncompressed_size, status);
         if (std::fclose(out) != 0 && status == zipstatus::ok) {
@@ -80,7 +90,10 @@ int filetime(const char*, tm_zip*, unsigned long*) {
 
 int minizip(std::string zipPath, std::string filePath) {
     int status = zipstatus::ok;
-    zipFile archive = zipOpen(zipPath.c_str(), APPEND_STATUS_CREATE);
+    // Creating the archive over the file to pack would truncate that file before it is read;
+    // that case fails like an archive that cannot be created.
+    zipFile archive =
+        sameFile(zipPath, filePath) ? nullptr : zipOpen(zipPath.c_str(), APPEND_STATUS_CREATE);
     if (archive == nullptr) {
         std::cerr << "error opening zip file=" << zipPath << std::endl;
         std::cerr << "error opening file    =" << filePath << std::endl;
@@ -139,7 +152,7 @@ int minizip(std::string zipPath, std::string filePath) {
 
 int unzip(std::string zipPath, std::string outPath) {
     unzFile archive = unzOpen(zipPath.c_str());
-    int status = extractCurrentEntry(archive, outPath);
+    int status = extractCurrentEntry(archive, zipPath, outPath);
     if (archive != nullptr) unzClose(archive);
     return status;
 }

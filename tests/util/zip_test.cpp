@@ -97,6 +97,10 @@ TEST_F(ZipArchive, PackingFailuresPrintAndReturnTheClosingStatus) {
               "missing 8 (1980, 1, 0, 0, 0, 0) None True\n");
 
     writeFile(dir.file("f"), "x");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(qx::minizip(dir.file("f"), dir.file("f")), -102);  // never packed into itself
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(readFile(dir.file("f")), "x");
     std::string bad = dir.file("no/such.zip");
     testing::internal::CaptureStderr();
     EXPECT_EQ(qx::minizip(bad, dir.file("f")), -102);
@@ -120,6 +124,9 @@ TEST_F(ZipArchive, UnpacksOnlyTheFirstEntryIntoTheGivenFile) {
 
     // An output that cannot be created reads nothing and still reports success.
     EXPECT_EQ(qx::unzip(dir.file("two.zip"), dir.file("no/dir/out")), 0);
+    std::string archive = readFile(dir.file("two.zip"));
+    EXPECT_EQ(qx::unzip(dir.file("two.zip"), dir.file("two.zip")), 0);
+    EXPECT_EQ(readFile(dir.file("two.zip")), archive);
 
     testing::internal::CaptureStdout();
     EXPECT_EQ(qx::unzip(dir.file("absent.zip"), dir.file("x")), -102);

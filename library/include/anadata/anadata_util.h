@@ -47,7 +47,8 @@ ANADATA_API std::string getDirName(const char* path);
 // Returns the status of closing the archive: 0 on success, a negative minizip code
 // (-1 file-system error, -102 bad argument, ...) when closing fails. Errors of earlier steps
 // are printed to standard error; they are returned only when closing fails too, and may
-// leave a partial or empty archive. Never throws.
+// leave a partial or empty archive. When zipPath names filePath itself nothing is written
+// and -102 is returned. Never throws.
 ANADATA_API int minizip(std::string zipPath, std::string filePath);
 
 // Extracts the first entry of the zip archive `zipPath` into the file `outPath` (created or
@@ -56,7 +57,8 @@ ANADATA_API int minizip(std::string zipPath, std::string filePath);
 // output as "error <code> with zipfile in <call>". A missing or unreadable archive gives -102.
 // An entry whose data does not match its declared size or CRC gives a negative code; at most
 // the declared size is ever written. If `outPath` cannot be created nothing is read and the
-// result is still 0: check the file. A failed extraction may leave a partial file.
+// result is still 0: check the file. The same holds when outPath is the archive itself, which
+// is then left untouched. A failed extraction may leave a partial file.
 // Not thread-safe (packing and unpacking share one buffer). Never throws.
 ANADATA_API int unzip(std::string zipPath, std::string outPath);
 
