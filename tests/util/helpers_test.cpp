@@ -54,43 +54,34 @@ TEST(MoveFile, RenamesOnOneFileSystemAndKeepsSourceOnFailure) {
     EXPECT_EQ(readFile(dir.file("b")), "payload");
 }
 
-TEST(MoveFile, CopiesAcrossFileSystems) {
-    struct stat shm, build;
-    if (::stat("/dev/shm", &shm) != 0 || ::stat(ANADATA_TEST_BUILD_DIR, &build) != 0 ||
-        shm.st_dev == build.st_dev)
-        GTEST_SKIP() << "/dev/shm and the build directory are not two file systems here";
-    TempDir shmParent;  // only to get a unique name
-    std::string from = "/dev/shm/" + qx::getFileName(shmParent.path().c_str());
+// True when `path` exists on another file system than the build directory.
+static bool apartFromBuildDir(const char* path) {
+    struct stat there, build;
+    return ::stat(path, &there) == 0 && ::stat(ANADATA_TEST_BUILD_DIR, &build) == 0 &&
+           there.st_dev != build.st_dev;
+}
+
+TEST(MoveFile, CopiesAcrossFileSystemsAndKeepsTheSourceOnFailure) {
+    if (!apartFromBuildDir("/dev/shm") || !apartFromBuildDir("/dev/full"))
+        GTEST_SKIP() << "/dev/shm or /dev/full is on the build directory's file system here";
+    TempDir unique;  // only for its name
+    std::string from = "/dev/shm/" + qx::getFileName(unique.path().c_str());
     std::string to = std::string(ANADATA_TEST_BUILD_DIR) + "/moved-" + qx::getFileName(from.c_str());
-    struct Cleanup {
-        std::string a, b;
-        ~Cleanup() {
-            ::unlink(a.c_str());
-            ::unlink(b.c_str());
-        }
-    } cleanup{from, to};
     std::string data;
     for (int i = 0; data.size() < 3 * 8192 + 100; ++i) data += std::to_string(i) + ",";
     writeFile(from, data);
     writeFile(to, std::string(data.size() + 8, '#'));  // an existing target is not truncated
-    ASSERT_TRUE(qx::MoveFile(from.c_str(), to.c_str()));
-    EXPECT_EQ(readFile(to), data + "########");
+    bool moved = qx::MoveFile(from.c_str(), to.c_str());
+    std::string result = readFile(to);
+    ::unlink(to.c_str());
+    ASSERT_TRUE(moved);
+    EXPECT_EQ(result, data + "########");
     EXPECT_NE(::access(from.c_str(), F_OK), 0);
 
-    writeFile(from, data);  // a target that cannot be created keeps the source
+    writeFile(from, data);
     EXPECT_FALSE(qx::MoveFile(from.c_str(), (std::string(ANADATA_TEST_BUILD_DIR) + "/no/x").c_str()));
-    EXPECT_EQ(readFile(from), data);
-}
-
-TEST(MoveFile, KeepsTheSourceWhenTheCopyFails) {
-    struct stat full, build;
-    if (::stat("/dev/full", &full) != 0 || !S_ISCHR(full.st_mode) ||
-        ::stat(ANADATA_TEST_BUILD_DIR, &build) != 0 || full.st_dev == build.st_dev)
-        GTEST_SKIP() << "no /dev/full on a file system apart from the build directory";
-    std::string from = std::string(ANADATA_TEST_BUILD_DIR) + "/move-to-full";
-    writeFile(from, "data that does not fit");
     EXPECT_FALSE(qx::MoveFile(from.c_str(), "/dev/full"));  // every write fails with ENOSPC
-    EXPECT_EQ(readFile(from), "data that does not fit");
+    EXPECT_EQ(readFile(from), data);
     ::unlink(from.c_str());
 }
 

@@ -24,10 +24,10 @@ int run(const std::string& command, std::string* output = nullptr) {
 // Builds and inspects archives with Python's zipfile; the patched ones lie about their sizes.
 const char* const kZipScript = R"(import struct, sys, zipfile
 mode, path = sys.argv[1], sys.argv[2]
-def patch_size(size):
+def patch(form, local, central, value):  # the same field in the local and the central header
     b = bytearray(open(path, 'rb').read())
-    struct.pack_into('<I', b, b.find(b'PK\x03\x04') + 22, size)
-    struct.pack_into('<I', b, b.find(b'PK\x01\x02') + 24, size)
+    struct.pack_into(form, b, b.find(b'PK\x03\x04') + local, value)
+    struct.pack_into(form, b, b.find(b'PK\x01\x02') + central, value)
     open(path, 'wb').write(b)
 if mode == 'read':
     with zipfile.ZipFile(path) as z:
@@ -41,13 +41,9 @@ else:
         if mode == 'huge': z.writestr('h.txt', b'abc' * 1000)
         if mode == 'method': z.writestr('m.txt', 'unknown method')
         if mode == 'bomb': z.writestr('b.txt', bytes(20 << 20))
-    if mode == 'method':
-        b = bytearray(open(path, 'rb').read())
-        struct.pack_into('<H', b, b.find(b'PK\x03\x04') + 8, 99)
-        struct.pack_into('<H', b, b.find(b'PK\x01\x02') + 10, 99)
-        open(path, 'wb').write(b)
-    if mode == 'huge': patch_size(0xFFFFFF00)
-    if mode == 'bomb': patch_size(1000)
+    if mode == 'method': patch('<H', 8, 10, 99)
+    if mode == 'huge': patch('<I', 22, 24, 0xFFFFFF00)
+    if mode == 'bomb': patch('<I', 22, 24, 1000)
 )";
 
 class ZipArchive : public ::testing::Test {
