@@ -1,0 +1,60 @@
+// Incremental parser of the text format's data block: rows of comma-separated numbers filled
+// straight into the record's columns.
+#ifndef ANADATA_DATA_BLOCK_H
+#define ANADATA_DATA_BLOCK_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "anadata.h"
+
+namespace qx {
+
+class DataBlockParser {
+public:
+    // knownBytes is how much text can still arrive (-1 when unknown); it bounds what is
+    // allocated up front, since every row takes at least one byte.
+    DataBlockParser(const std::vector<int>& sizes, std::size_t dimColumns, std::size_t valColumns,
+                    std::int64_t knownBytes);
+
+    // Parses the complete lines of [data, data + n), and the trailing partial line too when
+    // `final`. Returns how many bytes were consumed; the caller keeps the rest for later.
+    std::size_t feed(const char* data, std::size_t n, bool final);
+    // True once every row of the grid has been read; later text is ignored.
+    bool complete() const { return rows == total; }
+    // True when no more text can change the outcome: complete, or a grid no text can fill.
+    bool finished() const { return complete() || impossible; }
+
+    // Checks the row count ("Datasize error") and hands the columns to the record.
+    void finish(AnaData& rec, const std::vector<std::string>& dimNames, const std::vector<std::string>& dimUnits,
+                const std::vector<std::string>& valNames, const std::vector<std::string>& valUnits);
+
+private:
+    struct Column {
+        std::unique_ptr<double[]> data;
+        std::size_t capacity = 0;
+    };
+
+    void parseLine(const char* first, const char* last);
+    void storeRow();
+    void grow(Column& column);
+
+    std::vector<int> sizes;
+    std::int64_t total;
+    bool impossible;
+    std::int64_t rows = 0;
+    // The row holder: a short row keeps the previous row's numbers in its missing columns.
+    strDimVal holder;
+    std::vector<Column> values;
+    std::vector<Column> coordinates;
+    std::vector<std::int64_t> strides;
+    std::vector<std::int64_t> nextCoordinateRow;
+    std::vector<std::int64_t> coordinatesTaken;
+};
+
+}  // namespace qx
+
+#endif

@@ -1,0 +1,65 @@
+// DimType: one named column of doubles whose array is shared and counted between copies.
+#include "anadata.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "record_access.h"
+
+namespace qx {
+
+DimType::DimType() : num(0), refCount(new int(1)), data(nullptr) {}
+
+DimType::DimType(std::string name, std::string unit, int num, const double* data)
+    : name(std::move(name)), unit(std::move(unit)), num(num), refCount(nullptr), data(nullptr) {
+    const int count = num > 0 ? num : 0;
+    this->data = new double[count];
+    if (count > 0 && data != nullptr) std::copy(data, data + count, this->data);
+    refCount = new int(1);
+}
+
+DimType::DimType(const DimType& other)
+    : name(other.name), unit(other.unit), num(other.num), refCount(other.refCount), data(other.data) {
+    ++*refCount;
+}
+
+DimType& DimType::operator=(const DimType& other) {
+    if (this == &other) return *this;
+    // Take the share first so that assigning a copy of the same array never frees it.
+    ++*other.refCount;
+    release();
+    name = other.name;
+    unit = other.unit;
+    num = other.num;
+    refCount = other.refCount;
+    data = other.data;
+    return *this;
+}
+
+DimType::~DimType() { release(); }
+
+void DimType::release() {
+    if (--*refCount < 1) {
+        delete[] data;
+        delete refCount;
+    }
+    data = nullptr;
+    refCount = nullptr;
+}
+
+const char* DimType::getName() const { return name.c_str(); }
+const char* DimType::getUnit() const { return unit.c_str(); }
+int DimType::getNum() const { return num; }
+double* DimType::getData() const { return data; }
+
+DimType RecordAccess::adopt(std::string name, std::string unit, int num, double* data) {
+    DimType column;
+    delete[] column.data;
+    column.name = std::move(name);
+    column.unit = std::move(unit);
+    column.num = num;
+    column.data = data;
+    return column;
+}
+
+}  // namespace qx
