@@ -1,0 +1,242 @@
+// Status codes, messages and kept quirks of the cAnaData* entry points.
+#include "anadata_c.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "TempDir.h"
+
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
+
+namespace {
+
+const double times[2] = {0.5, 1.5};
+const double radii[3] = {3.0, 3.5, 4.0};
+const double te[6] = {1, 2, 3, 4, 5, 6};
+const double ne[6] = {-1, -2, -3, -4, -5, -6};
+
+int sample() {
+    int h = -1;
+    EXPECT_EQ(cAnaDataNew(&h, 2, 2), 0);
+    EXPECT_EQ(cAnaDataSetDiagnostics_(h, "te"), 0);
+    EXPECT_EQ(cAnaDataSetShotNumber(h, 1234), 0);
+    EXPECT_EQ(cAnaDataSetSubnumber(h, 2), 0);
+    EXPECT_EQ(cAnaDataSetdate(h, "03/07/2009 14:05"), 0);
+    EXPECT_EQ(cAnaDataSetDimData(h, 0, "Time", "s", 2, times), 0);
+    EXPECT_EQ(cAnaDataSetDimData(h, 1, "R", "m", 3, radii), 0);
+    EXPECT_EQ(cAnaDataSetValData(h, 0, "Te", "keV", 6, te), 0);
+    EXPECT_EQ(cAnaDataSetValData(h, 1, "ne", "m-3", 6, ne), 0);
+    return h;
+}
+
+}  // namespace
+
+TEST(CBindingHandles, CountFromZeroAndAreNeverReused) {
+    int h = -1;
+    ASSERT_EQ(cAnaDataNew(&h, 1, 1), 0);
+    EXPECT_EQ(h, 0);
+    EXPECT_EQ(cAnaDataRelease(h), 0);
+    ASSERT_EQ(cAnaDataNew(&h, 1, 1), 0);
+    EXPECT_EQ(h, 1);
+    EXPECT_EQ(cAnaDataRelease(42), 0);
+    int n = -1;
+    EXPECT_EQ(cAnaDataGetDimNo(0, &n), 1);
+    EXPECT_EQ(cAnaDataGetDimNo(1, &n), 0);
+    EXPECT_EQ(n, 1);
+}
+
+TEST(CBindingHandles, UnknownHandleGives1AndWritesNothing) {
+    int n = 77;
+    char* text = nullptr;
+    double buf[1] = {9};
+    CaptureStderr();
+    EXPECT_EQ(cAnaDataGetShotnumber(5, &n), 1);
+    EXPECT_EQ(cAnaDataGetSubnumber(5, &n), 1);
+    EXPECT_EQ(cAnaDataGetValnNo(5, &n), 1);
+    EXPECT_EQ(cAnaDataGetDate(5, &text), 1);
+    EXPECT_EQ(cAnaDataGetValData(5, buf, 0), 1);
+    EXPECT_EQ(cAnaDataSetShotNumber(5, 1), 1);
+    EXPECT_EQ(cAnaDataSetDiagnostics_(5, "x"), 1);
+    EXPECT_EQ(cAnaDataSave(5, "/nonexistent-dir/never-written", 0), 1);
+    EXPECT_EQ(GetCapturedStderr(), "");
+    EXPECT_EQ(n, 77);
+    EXPECT_EQ(text, nullptr);
+    EXPECT_EQ(buf[0], 9);
+
+    CaptureStderr();
+    EXPECT_EQ(cAnaDataGetDimName(5, 0, &text), 1);
+    EXPECT_EQ(GetCapturedStderr(), "NotAllocated\n");
+    EXPECT_EQ(text, nullptr);
+}
+
+TEST(CBindingRecord, SubnumberReportsTheShotNumber) {
+    const int h = sample();
+    int sub = 0;
+    EXPECT_EQ(cAnaDataGetSubnumber(h, &sub), 0);
+    EXPECT_EQ(sub, 1234);
+}
+
+TEST(CBindingRecord, SettersDropTrailingBlanksOnly) {
+    const int h = sample();
+    char* text = nullptr;
+    EXPECT_EQ(cAnaDataSetdate(h, "  03/07/2009   "), 0);
+    EXPECT_EQ(cAnaDataGetDate(h, &text), 0);
+    EXPECT_STREQ(text, "  03/07/2009");
+    EXPECT_EQ(cAnaDataSetDiagnostics_(h, " ece\t  "), 0);
+    EXPECT_EQ(cAnaDataGetDiagnostics(h, &text), 0);
+    EXPECT_STREQ(text, " ece\t");
+}
+
+TEST(CBindingRecord, TextsPointIntoTheStoredRecord) {
+    const int h = sample();
+    char* first = nullptr;
+    char* second = nullptr;
+    EXPECT_EQ(cAnaDataGetDimUnit(h, 1, &first), 0);
+    EXPECT_EQ(cAnaDataGetDimUnit2(h, "R", &second), 0);
+    EXPECT_EQ(first, second);
+    EXPECT_STREQ(first, "m");
+}
+
+TEST(CBindingRecord, CopiesExactlyTheSizeAndTakesTheBufferBeforeTheIndex) {
+    const int h = sample();
+    std::vector<double> buf(7, 99.0);
+    EXPECT_EQ(cAnaDataGetValData(h, buf.data(), 1), 0);
+    EXPECT_EQ(std::vector<double>(buf.begin(), buf.begin() + 6), std::vector<double>(ne, ne + 6));
+    EXPECT_EQ(buf[6], 99.0);
+    EXPECT_EQ(cAnaDataGetDimData(h, 1, buf.data()), 0);
+    EXPECT_EQ(buf[2], 4.0);
+    EXPECT_EQ(buf[3], ne[3]);
+}
+
+TEST(CBindingRecord, RecordRefusalsGive3WithTheirMessage) {
+    const int h = sample();
+    char* text = nullptr;
+    int n = 0;
+    double buf[6];
+    const std::vector<std::pair<std::function<int()>, std::string>> cases = {
+        {[&] { return cAnaDataGetDimName(h, 2, &text); }, "getDimName out of range\n"},
+        {[&] { return cAnaDataGetDimUnit(h, -1, &text); }, "getDimUnit out of range\n"},
+        {[&] { return cAnaDataGetDimSize(h, 2, &n); }, "getDimSize out of range\n"},
+        {[&] { return cAnaDataGetDimData(h, 2, buf); }, "getDimData out of range\n"},
+        {[&] { return cAnaDataGetValName(h, 2, &text); }, "getValName out of range\n"},
+        {[&] { return cAnaDataGetValUnit(h, 2, &text); }, "getValUnit out of range\n"},
+        {[&] { return cAnaDataGetValData(h, buf, 2); }, "getValData out of range\n"},
+        {[&] { return cAnaDataSetDimData(h, 2, "Z", "m", 1, te); }, "setDim out of range\n"},
+        {[&] { return cAnaDataSetValData(h, -1, "Z", "m", 1, te); }, "setVal out of range\n"},
+        {[&] { return cAnaDataGetDimSize2(h, "time", &n); }, "Invalid Dim Name\n"},
+        {[&] { return cAnaDataGetDimData2(h, "r", buf); }, "Invalid Dim Name\n"},
+        {[&] { return cAnaDataGetValUnit2(h, "TE", &text); }, "Invalid Val Name\n"},
+        {[&] { return cAnaDataGetValData2(h, "Ne", buf); }, "Invalid Val Name\n"},
+    };
+    for (const auto& [call, message] : cases) {
+        CaptureStderr();
+        EXPECT_EQ(call(), 3) << message;
+        EXPECT_EQ(GetCapturedStderr(), message);
+    }
+    EXPECT_EQ(text, nullptr);
+}
+
+TEST(CBindingRecord, NullArgumentsAndNegativeSizesAreRefused) {
+    const int h = sample();
+    CaptureStderr();
+    EXPECT_EQ(cAnaDataGetDate(h, nullptr), 3);
+    EXPECT_EQ(cAnaDataGetDimUnit2(h, nullptr, nullptr), 3);
+    EXPECT_EQ(cAnaDataSetDiagnostics_(h, nullptr), 3);
+    EXPECT_EQ(cAnaDataGetValData(h, nullptr, 0), 3);
+    EXPECT_EQ(cAnaDataSetDimData(h, 0, "x", nullptr, 0, nullptr), 3);
+    EXPECT_EQ(cAnaDataSetValData(h, 0, "v", "1", -1, te), 3);
+    EXPECT_EQ(cAnaDataNew(nullptr, 1, 1), 3);
+    EXPECT_EQ(cAnaDataLoad(nullptr, "x"), 3);
+    EXPECT_EQ(cAnaDataSave(h, nullptr, 0), 3);
+    EXPECT_FALSE(cAnaDataIsDigit(nullptr));
+    EXPECT_EQ(GetCapturedStderr(),
+              "cAnaDataGetDate: null argument\ncAnaDataGetDimUnit2: null argument\n"
+              "cAnaDataSetDiagnostics_: null argument\ncAnaDataGetValData: null argument\n"
+              "cAnaDataSetDimData: null argument\ncAnaDataSetValData: negative size\n"
+              "cAnaDataNew: null argument\ncAnaDataLoad: null argument\n"
+              "cAnaDataSave: null argument\ncAnaDataIsDigit: null argument\n");
+    int h2 = -1;
+    EXPECT_EQ(cAnaDataNew(&h2, -1, 1), 3);
+    EXPECT_EQ(h2, -1);
+    // An empty column needs no data pointer.
+    EXPECT_EQ(cAnaDataSetValData(h, 1, "v", "1", 0, nullptr), 0);
+}
+
+TEST(CBindingFiles, SaveWritesTextForMode0AndDumpOtherwise) {
+    TempDir dir;
+    const int h = sample();
+    const std::string text = dir.file("r.txt"), dump = dir.file("r.dump");
+    writeFile(text, std::string(100000, 'x'));  // truncated, not appended to
+    EXPECT_EQ(cAnaDataSave(h, text.c_str(), 0), 0);
+    EXPECT_EQ(readFile(text).rfind("# [Parameters]\r\n# Name='te'\r\n# ShotNo=1234\r\n", 0), 0u);
+    EXPECT_EQ(readFile(text).find('x'), std::string::npos);
+    for (int mode : {1, -3}) {
+        EXPECT_EQ(cAnaDataSave(h, dump.c_str(), mode), 0);
+        EXPECT_EQ(readFile(dump).substr(0, 4), std::string("\x10\x89\0\0", 4));
+    }
+    EXPECT_EQ(cAnaDataSave(h, dir.file("missing/r.txt").c_str(), 0), 2);
+}
+
+TEST(CBindingFiles, LoadReadsBothFormatsIntoNewHandles) {
+    TempDir dir;
+    const int h = sample();
+    ASSERT_EQ(cAnaDataSave(h, dir.file("r.txt").c_str(), 0), 0);
+    ASSERT_EQ(cAnaDataSave(h, dir.file("r.dump").c_str(), 1), 0);
+    int fromText = -1, fromDump = -1, n = 0;
+    EXPECT_EQ(cAnaDataLoad(&fromText, dir.file("r.txt").c_str()), 0);
+    EXPECT_EQ(cAnaDataLoad(&fromDump, dir.file("r.dump").c_str()), 0);
+    EXPECT_EQ(fromText, h + 1);
+    EXPECT_EQ(fromDump, h + 2);
+    char* comment = nullptr;
+    EXPECT_EQ(cAnaDataGetComment(fromText, &comment), 0);
+    EXPECT_STREQ(comment, "\n\n");
+    EXPECT_EQ(cAnaDataGetComment(fromDump, &comment), 0);
+    EXPECT_STREQ(comment, "");
+    EXPECT_EQ(cAnaDataGetValSize(fromDump, &n), 0);
+    EXPECT_EQ(n, 6);
+    double buf[6];
+    EXPECT_EQ(cAnaDataGetValData2(fromText, "ne", buf), 0);
+    EXPECT_EQ(std::vector<double>(buf, buf + 6), std::vector<double>(ne, ne + 6));
+}
+
+TEST(CBindingFiles, LoadFailuresTakeNoHandleExceptAfterAStreamFailure) {
+    TempDir dir;
+    const int h = sample();
+    int loaded = -1;
+    writeFile(dir.file("junk"), "junk that is no record\n");
+    EXPECT_EQ(cAnaDataLoad(&loaded, dir.file("junk").c_str()), 4);
+    EXPECT_EQ(cAnaDataLoad(&loaded, dir.file("absent").c_str()), 2);
+    writeFile(dir.file("tiny"), "#");
+    EXPECT_EQ(cAnaDataLoad(&loaded, dir.file("tiny").c_str()), 4);
+    EXPECT_EQ(loaded, -1);
+
+    ASSERT_EQ(cAnaDataSave(h, dir.file("r.txt").c_str(), 0), 0);
+    const std::string full = readFile(dir.file("r.txt"));
+    std::string bad = full;
+    bad.replace(bad.find("ShotNo=1234"), 11, "ShotNo=0");
+    writeFile(dir.file("bad.txt"), bad);
+    CaptureStderr();
+    EXPECT_EQ(cAnaDataLoad(&loaded, dir.file("bad.txt").c_str()), 3);
+    EXPECT_EQ(GetCapturedStderr(), "ShotNo parameter error\n");
+    EXPECT_EQ(loaded, -1);
+
+    // A header cut short still yields a record, which the caller must release.
+    writeFile(dir.file("cut.txt"), full.substr(0, full.find("# [Comments]")));
+    EXPECT_EQ(cAnaDataLoad(&loaded, dir.file("cut.txt").c_str()), 2);
+    EXPECT_EQ(loaded, h + 1);
+    int n = -1;
+    EXPECT_EQ(cAnaDataGetDimNo(loaded, &n), 0);
+    EXPECT_EQ(cAnaDataRelease(loaded), 0);
+}
+
+TEST(CBindingDigits, AllDigitsOrNot) {
+    EXPECT_TRUE(cAnaDataIsDigit("0123456789"));
+    EXPECT_TRUE(cAnaDataIsDigit(""));
+    EXPECT_FALSE(cAnaDataIsDigit("12a"));
+    EXPECT_FALSE(cAnaDataIsDigit("-3"));
+    EXPECT_FALSE(cAnaDataIsDigit("\xb2"));
+}

@@ -1,0 +1,177 @@
+// String rules, status codes and the separate handle table of the g77anadata*_ entry points.
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "TempDir.h"
+#include "anadata_c.h"
+
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
+
+// What a Fortran compiler calls: every argument by reference, hidden lengths last.
+extern "C" {
+int g77anadatanew_(int*, int*, int*);
+int g77anadatarelease_(int*);
+int g77anadataload_(int*, char*, int);
+int g77anadatasave_(int*, char*, int*, int);
+int g77anadatagetshotnumber_(int*, int*);
+int g77anadatagetsubnumber_(int*, int*);
+int g77anadatasetshotnumber_(int*, int*);
+int g77anadatagetdate_(int*, char*, int);
+int g77anadatasetdate_(int*, char*, int);
+int g77anadatagetdiagnostics_(int*, char*, int);
+int g77anadatasetdiagnostics_(int*, char*, int);
+int g77anadatagetdimno_(int*, int*);
+int g77anadatagetdimname_(int*, int*, char*, int);
+int g77anadatagetvalname_(int*, int*, char*, int);
+int g77anadatagetdimunit_(int*, int*, char*, int);
+int g77anadatagetvalunit_(int*, int*, char*, int);
+int g77anadatagetdimunit2_(int*, char*, char*, int, int);
+int g77anadatagetvalunit2_(int*, char*, char*, int, int);
+int g77anadatagetdimsize2_(int*, char*, int*, int);
+int g77anadatagetvaldata2_(int*, char*, double*, int);
+int g77anadatasetdimdata_(int*, int*, char*, char*, int*, double*, int, int);
+int g77anadatasetvaldata_(int*, int*, char*, char*, int*, double*, int, int);
+}
+// The two members with C++ linkage.
+int g77anadatagetcomment_(int*, char*, int);
+int g77anadatagetvaldata_(int*, double*, int*);
+
+namespace {
+
+// A blank-padded CHARACTER*16 variable holding text.
+std::string field(const std::string& text) { return text + std::string(16 - text.size(), ' '); }
+
+int sample() {
+    int h = -1, dims = 1, vals = 1, index = 0, size = 3, shot = 1234;
+    double x[3] = {1, 2, 3}, v[3] = {4, 5, 6};
+    std::string name = field("x"), unit = field("s"), vname = field("v"), vunit = field("V"),
+                diag = field("te"), date = field("03/07/2009");
+    EXPECT_EQ(g77anadatanew_(&h, &dims, &vals), 0);
+    EXPECT_EQ(g77anadatasetdimdata_(&h, &index, name.data(), unit.data(), &size, x, 16, 16), 0);
+    EXPECT_EQ(g77anadatasetvaldata_(&h, &index, vname.data(), vunit.data(), &size, v, 16, 16), 0);
+    EXPECT_EQ(g77anadatasetdiagnostics_(&h, diag.data(), 16), 0);
+    EXPECT_EQ(g77anadatasetdate_(&h, date.data(), 16), 0);
+    EXPECT_EQ(g77anadatasetshotnumber_(&h, &shot), 0);
+    return h;
+}
+
+}  // namespace
+
+TEST(FortranStrings, IncomingTextIsCutToItsLengthAndLosesTrailingBlanks) {
+    int h = sample();
+    char out[8];
+    // No terminator inside the length: the rest of the buffer must not be read.
+    char unterminated[6] = {'a', 'b', ' ', 'Z', 'Z', 'Z'};
+    EXPECT_EQ(g77anadatasetdiagnostics_(&h, unterminated, 3), 0);
+    EXPECT_EQ(g77anadatagetdiagnostics_(&h, out, 8), 0);
+    EXPECT_EQ(std::string(out, 8), "ab      ");
+    char early[] = "cd\0ef   ";
+    EXPECT_EQ(g77anadatasetdate_(&h, early, 8), 0);
+    EXPECT_EQ(g77anadatagetdate_(&h, out, 8), 0);
+    EXPECT_EQ(std::string(out, 8), "cd      ");
+    // Names given padded find the column stored unpadded.
+    int size = 0;
+    std::string key = field("x");
+    EXPECT_EQ(g77anadatagetdimsize2_(&h, key.data(), &size, 16), 0);
+    EXPECT_EQ(size, 3);
+}
+
+TEST(FortranStrings, EachMemberPadsOrFillsWithNulsAsItAlwaysHas) {
+    int h = sample(), index = 0;
+    char buf[17];
+    auto got = [&] { return std::string(buf, 16); };
+    const std::string blanks = "x" + std::string(15, ' '), nuls = "x" + std::string(15, '\0');
+    std::string key = "x   ";
+
+    buf[16] = '#';
+    EXPECT_EQ(g77anadatagetdimname_(&h, &index, buf, 16), 0);
+    EXPECT_EQ(got(), blanks);
+    EXPECT_EQ(g77anadatagetdimunit_(&h, &index, buf, 16), 0);
+    EXPECT_EQ(got(), "s" + std::string(15, '\0'));
+    EXPECT_EQ(g77anadatagetdimunit2_(&h, key.data(), buf, 4, 16), 0);
+    EXPECT_EQ(got(), "s" + std::string(15, '\0'));
+    EXPECT_EQ(g77anadatagetvalname_(&h, &index, buf, 16), 0);
+    EXPECT_EQ(got(), "v" + std::string(15, ' '));
+    EXPECT_EQ(g77anadatagetvalunit_(&h, &index, buf, 16), 0);
+    EXPECT_EQ(got(), "V" + std::string(15, ' '));
+    key = "v";
+    EXPECT_EQ(g77anadatagetvalunit2_(&h, key.data(), buf, 1, 16), 0);
+    EXPECT_EQ(got(), "V" + std::string(15, '\0'));
+    EXPECT_EQ(g77anadatagetcomment_(&h, buf, 16), 0);
+    EXPECT_EQ(got(), std::string(16, ' '));
+    EXPECT_EQ(buf[16], '#');
+
+    // A longer text is cut to the length with no terminator.
+    EXPECT_EQ(g77anadatagetdiagnostics_(&h, buf, 1), 0);
+    EXPECT_EQ(buf[0], 't');
+    EXPECT_EQ(buf[1], ' ');
+}
+
+TEST(FortranHandles, TableIsSeparateFromTheCEntryPoints) {
+    int c = -1, n = 0;
+    ASSERT_EQ(cAnaDataNew(&c, 2, 2), 0);
+    ASSERT_EQ(cAnaDataNew(&c, 2, 2), 0);
+    EXPECT_EQ(c, 1);
+    int h = sample();
+    EXPECT_EQ(h, 0);
+    EXPECT_EQ(g77anadatagetdimno_(&c, &n), 1);
+    EXPECT_EQ(g77anadatagetdimno_(&h, &n), 0);
+    EXPECT_EQ(n, 1);
+    EXPECT_EQ(g77anadatarelease_(&h), 0);
+    EXPECT_EQ(g77anadatarelease_(&h), 0);
+    EXPECT_EQ(g77anadatagetdimno_(&h, &n), 1);
+    EXPECT_EQ(sample(), 1);
+}
+
+TEST(FortranRecord, QuirksAndRefusalsMatchTheCMembers) {
+    int h = sample(), bad = 99, sub = 0, index = 5;
+    char buf[4];
+    double data[3];
+    EXPECT_EQ(g77anadatagetsubnumber_(&h, &sub), 0);
+    EXPECT_EQ(sub, 1234);
+    EXPECT_EQ(g77anadatagetvaldata_(&h, data, &sub), 3);
+    index = 0;
+    EXPECT_EQ(g77anadatagetvaldata_(&h, data, &index), 0);
+    EXPECT_EQ(data[2], 6.0);
+
+    CaptureStderr();
+    EXPECT_EQ(g77anadatagetshotnumber_(&bad, &sub), 1);
+    EXPECT_EQ(g77anadatagetdimname_(&bad, &index, buf, 4), 1);
+    EXPECT_EQ(g77anadatagetvalname_(&h, &sub, buf, 4), 3);
+    std::string key = "nope";
+    EXPECT_EQ(g77anadatagetvaldata2_(&h, key.data(), data, 4), 3);
+    EXPECT_EQ(g77anadatagetdate_(nullptr, buf, 4), 3);
+    EXPECT_EQ(g77anadataload_(&h, nullptr, 5), 3);
+    EXPECT_EQ(GetCapturedStderr(),
+              "NotAllocated\ngetValName out of range\nInvalid Val Name\n"
+              "g77anadatagetdate_: null argument\ng77anadataload_: null argument\n");
+}
+
+TEST(FortranFiles, SaveModeChoosesTheFormatAndLoadReadsBoth) {
+    TempDir dir;
+    int h = sample(), text = 0, dump = 1, loaded = -1, shot = 0;
+    std::string textPath = dir.file("f.txt") + "      ", dumpPath = dir.file("f.dump") + "  ";
+    const int textLen = static_cast<int>(textPath.size()), dumpLen = static_cast<int>(dumpPath.size());
+    EXPECT_EQ(g77anadatasave_(&h, textPath.data(), &text, textLen), 0);
+    EXPECT_EQ(g77anadatasave_(&h, dumpPath.data(), &dump, dumpLen), 0);
+    EXPECT_EQ(readFile(dir.file("f.txt")).substr(0, 14), "# [Parameters]");
+    EXPECT_EQ(readFile(dir.file("f.dump")).substr(0, 4), std::string("\x10\x89\0\0", 4));
+
+    EXPECT_EQ(g77anadataload_(&loaded, dumpPath.data(), dumpLen), 0);
+    EXPECT_EQ(loaded, h + 1);
+    EXPECT_EQ(g77anadatagetshotnumber_(&loaded, &shot), 0);
+    EXPECT_EQ(shot, 1234);
+    EXPECT_EQ(g77anadataload_(&loaded, textPath.data(), textLen), 0);
+    char comment[4];
+    EXPECT_EQ(g77anadatagetcomment_(&loaded, comment, 4), 0);
+    EXPECT_EQ(std::string(comment, 4), "\n\n  ");
+
+    writeFile(dir.file("junk"), "junk");
+    std::string junk = dir.file("junk");
+    EXPECT_EQ(g77anadataload_(&loaded, junk.data(), static_cast<int>(junk.size())), 4);
+    EXPECT_EQ(g77anadatasave_(&h, junk.data(), &text, 0), 2);  // an empty name opens nothing
+}
