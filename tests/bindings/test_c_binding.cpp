@@ -35,20 +35,6 @@ int sample() {
 
 }  // namespace
 
-TEST(CBindingHandles, CountFromZeroAndAreNeverReused) {
-    int h = -1;
-    ASSERT_EQ(cAnaDataNew(&h, 1, 1), 0);
-    EXPECT_EQ(h, 0);
-    EXPECT_EQ(cAnaDataRelease(h), 0);
-    ASSERT_EQ(cAnaDataNew(&h, 1, 1), 0);
-    EXPECT_EQ(h, 1);
-    EXPECT_EQ(cAnaDataRelease(42), 0);
-    int n = -1;
-    EXPECT_EQ(cAnaDataGetDimNo(0, &n), 1);
-    EXPECT_EQ(cAnaDataGetDimNo(1, &n), 0);
-    EXPECT_EQ(n, 1);
-}
-
 TEST(CBindingHandles, UnknownHandleGives1AndWritesNothing) {
     int n = 77;
     char* text = nullptr;
@@ -73,13 +59,6 @@ TEST(CBindingHandles, UnknownHandleGives1AndWritesNothing) {
     EXPECT_EQ(text, nullptr);
 }
 
-TEST(CBindingRecord, SubnumberReportsTheShotNumber) {
-    const int h = sample();
-    int sub = 0;
-    EXPECT_EQ(cAnaDataGetSubnumber(h, &sub), 0);
-    EXPECT_EQ(sub, 1234);
-}
-
 TEST(CBindingRecord, SettersDropTrailingBlanksOnly) {
     const int h = sample();
     char* text = nullptr;
@@ -89,16 +68,6 @@ TEST(CBindingRecord, SettersDropTrailingBlanksOnly) {
     EXPECT_EQ(cAnaDataSetDiagnostics_(h, " ece\t  "), 0);
     EXPECT_EQ(cAnaDataGetDiagnostics(h, &text), 0);
     EXPECT_STREQ(text, " ece\t");
-}
-
-TEST(CBindingRecord, TextsPointIntoTheStoredRecord) {
-    const int h = sample();
-    char* first = nullptr;
-    char* second = nullptr;
-    EXPECT_EQ(cAnaDataGetDimUnit(h, 1, &first), 0);
-    EXPECT_EQ(cAnaDataGetDimUnit2(h, "R", &second), 0);
-    EXPECT_EQ(first, second);
-    EXPECT_STREQ(first, "m");
 }
 
 TEST(CBindingRecord, CopiesExactlyTheSizeAndTakesTheBufferBeforeTheIndex) {
@@ -181,28 +150,6 @@ TEST(CBindingFiles, SaveWritesTextForMode0AndDumpOtherwise) {
     EXPECT_EQ(cAnaDataSave(h, dir.file("missing/r.txt").c_str(), 0), 2);
 }
 
-TEST(CBindingFiles, LoadReadsBothFormatsIntoNewHandles) {
-    TempDir dir;
-    const int h = sample();
-    ASSERT_EQ(cAnaDataSave(h, dir.file("r.txt").c_str(), 0), 0);
-    ASSERT_EQ(cAnaDataSave(h, dir.file("r.dump").c_str(), 1), 0);
-    int fromText = -1, fromDump = -1, n = 0;
-    EXPECT_EQ(cAnaDataLoad(&fromText, dir.file("r.txt").c_str()), 0);
-    EXPECT_EQ(cAnaDataLoad(&fromDump, dir.file("r.dump").c_str()), 0);
-    EXPECT_EQ(fromText, h + 1);
-    EXPECT_EQ(fromDump, h + 2);
-    char* comment = nullptr;
-    EXPECT_EQ(cAnaDataGetComment(fromText, &comment), 0);
-    EXPECT_STREQ(comment, "\n\n");
-    EXPECT_EQ(cAnaDataGetComment(fromDump, &comment), 0);
-    EXPECT_STREQ(comment, "");
-    EXPECT_EQ(cAnaDataGetValSize(fromDump, &n), 0);
-    EXPECT_EQ(n, 6);
-    double buf[6];
-    EXPECT_EQ(cAnaDataGetValData2(fromText, "ne", buf), 0);
-    EXPECT_EQ(std::vector<double>(buf, buf + 6), std::vector<double>(ne, ne + 6));
-}
-
 TEST(CBindingFiles, LoadFailuresTakeNoHandleExceptAfterAStreamFailure) {
     TempDir dir;
     const int h = sample();
@@ -231,12 +178,4 @@ TEST(CBindingFiles, LoadFailuresTakeNoHandleExceptAfterAStreamFailure) {
     int n = -1;
     EXPECT_EQ(cAnaDataGetDimNo(loaded, &n), 0);
     EXPECT_EQ(cAnaDataRelease(loaded), 0);
-}
-
-TEST(CBindingDigits, AllDigitsOrNot) {
-    EXPECT_TRUE(cAnaDataIsDigit("0123456789"));
-    EXPECT_TRUE(cAnaDataIsDigit(""));
-    EXPECT_FALSE(cAnaDataIsDigit("12a"));
-    EXPECT_FALSE(cAnaDataIsDigit("-3"));
-    EXPECT_FALSE(cAnaDataIsDigit("\xb2"));
 }
