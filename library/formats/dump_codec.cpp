@@ -157,15 +157,22 @@ std::string read_string(std::istream& is) {
         fail(is);
         return std::string();
     }
-    // Read in bounded steps: a stream of unknown length may end long before `length`.
     std::string text;
     std::int64_t wanted = static_cast<std::int64_t>(length) + 1;
-    char buffer[65536];
-    while (wanted > 0 && is) {
-        const std::streamsize step = static_cast<std::streamsize>(std::min<std::int64_t>(wanted, sizeof buffer));
-        is.read(buffer, step);
-        text.append(buffer, static_cast<std::size_t>(is.gcount()));
+    if (bytesLeft(is) >= 0) {
+        // The length fits in what is left: read it in one go.
+        text.resize(static_cast<std::size_t>(wanted));
+        is.read(&text[0], wanted);
         wanted -= is.gcount();
+    } else {
+        // Unknown length: read in bounded steps, as the stream may end long before `length`.
+        char buffer[4096];
+        while (wanted > 0 && is) {
+            const auto step = static_cast<std::streamsize>(std::min<std::int64_t>(wanted, sizeof buffer));
+            is.read(buffer, step);
+            text.append(buffer, static_cast<std::size_t>(is.gcount()));
+            wanted -= is.gcount();
+        }
     }
     if (wanted > 0) return std::string();
     // The stored text ends at its first zero byte.

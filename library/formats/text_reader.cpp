@@ -78,8 +78,11 @@ void validate(const Header& header) {
 
 // Feeds the rest of the stream to the parser in blocks; only an unfinished line is kept
 // between blocks, so memory stays at the columns plus one block.
-void streamDataBlock(std::istream& is, DataBlockParser& parser) {
-    std::vector<char> buffer(1 << 20);
+void streamDataBlock(std::istream& is, DataBlockParser& parser, std::int64_t knownBytes) {
+    constexpr std::size_t blockSize = 1 << 20;
+    std::vector<char> buffer(knownBytes >= 0 && knownBytes < static_cast<std::int64_t>(blockSize)
+                                 ? static_cast<std::size_t>(knownBytes) + 1
+                                 : blockSize);
     std::size_t kept = 0;
     while (!parser.finished()) {
         if (kept == buffer.size()) buffer.resize(buffer.size() * 2);
@@ -129,8 +132,9 @@ std::istream& operator>>(std::istream& is, AnaData& rec) {
     }
     if (line.empty()) return is;
 
-    DataBlockParser parser(header.sizes, header.dimNames.size(), header.valNames.size(), bytesLeft(is));
-    streamDataBlock(is, parser);
+    const std::int64_t knownBytes = bytesLeft(is);
+    DataBlockParser parser(header.sizes, header.dimNames.size(), header.valNames.size(), knownBytes);
+    streamDataBlock(is, parser, knownBytes);
     parser.finish(work, header.dimNames, header.dimUnits, header.valNames, header.valUnits);
     rec = work;
     return is;

@@ -1,6 +1,7 @@
 // The text-format writer: header, comment and data rows of a record, CR LF line ends.
 #include "anadata.h"
 
+#include <algorithm>
 #include <cstring>
 #include <locale>
 #include <ostream>
@@ -100,7 +101,8 @@ void writeRowsBuffered(std::ostream& os, const AnaData& rec) {
     const int precision = static_cast<int>(os.precision());
     const std::size_t numberRoom = maxNumberText(precision) + 2;
     const std::size_t rowRoom = (dims.size() + vals.size()) * numberRoom + 2;
-    const std::size_t blockSize = std::max<std::size_t>(1 << 20, 4 * rowRoom);
+    const auto rowsToWrite = static_cast<std::size_t>(rec.getValSize()) + 1;
+    const std::size_t blockSize = std::max<std::size_t>(std::min<std::size_t>(1 << 20, rowRoom * rowsToWrite), 4 * rowRoom);
     std::vector<char> block(blockSize);
     char* const begin = block.data();
     char* out = begin;

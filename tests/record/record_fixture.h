@@ -1,0 +1,47 @@
+// The small record shared by the record tests: "te", shot 1234, Time x R, one value Te.
+#ifndef ANADATA_TEST_RECORD_FIXTURE_H
+#define ANADATA_TEST_RECORD_FIXTURE_H
+
+#include "anadata.h"
+
+inline qx::AnaData exampleRecord() {
+    qx::AnaData rec(2, 1);
+    rec.setDiagnostics("te");
+    rec.setShotNo(1234);
+    rec.setDate("03/07/2009 14:05");
+    const double time[] = {0.1, 0.2};
+    const double radius[] = {3.0, 3.5};
+    const double te[] = {2.1, 1.9, 2.2, 1.8};
+    rec.setDim(0, "Time", "s", 2, time);
+    rec.setDim(1, "R", "m", 2, radius);
+    rec.setVal(0, "Te", "keV", 4, te);
+    rec.addComment("first fit");
+    return rec;
+}
+
+// The text the writer must give for exampleRecord(), byte for byte.
+inline const char* exampleText() {
+    return "# [Parameters]\r\n"
+           "# Name='te'\r\n"
+           "# ShotNo=1234\r\n"
+           "# Date='03/07/2009 14:05'\r\n"
+           "# DimNo=2\r\n"
+           "# DimName='Time', 'R'\r\n"
+           "# DimSize=2, 2\r\n"
+           "# DimUnit='s', 'm'\r\n"
+           "# ValNo=1\r\n"
+           "# ValName='Te'\r\n"
+           "# ValUnit='keV'\r\n"
+           "#\r\n"
+           "# [Comments]\r\n"
+           "#\r\n"
+           "# first fit\r\n"
+           "#\r\n"
+           "# [Data] \r\n"
+           "1.000000e-01, 3.000000e+00, 2.100000e+00\r\n"
+           "1.000000e-01, 3.500000e+00, 1.900000e+00\r\n"
+           "2.000000e-01, 3.000000e+00, 2.200000e+00\r\n"
+           "2.000000e-01, 3.500000e+00, 1.800000e+00\r\n";
+}
+
+#endif

@@ -1,0 +1,140 @@
+// The dump format: exact bytes, round trips, format detection and refusal of damaged images.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <sstream>
+#include <streambuf>
+#include <string>
+
+#include "anadata.h"
+#include "record_fixture.h"
+
+using qx::AnaData;
+
+namespace {
+
+std::string bytes(std::initializer_list<int> list) {
+    std::string s;
+    for (int b : list) s += static_cast<char>(b);
+    return s;
+}
+
+std::string encoded(const std::function<void(std::ostream&)>& write) {
+    std::ostringstream out;
+    write(out);
+    return out.str();
+}
+
+// A stream over bytes that cannot seek, like a pipe.
+class PipeBuffer : public std::streambuf {
+public:
+    explicit PipeBuffer(std::string text) : text(std::move(text)) { setg(&this->text[0], &this->text[0], &this->text[0] + this->text.size()); }
+
+private:
+    std::string text;
+};
+
+}  // namespace
+
+TEST(DumpFormat, PrimitiveEncodingsAreLittleEndianAndOrdered) {
+    EXPECT_EQ(encoded([](std::ostream& o) { qx::dump(o, 35088); }), bytes({0x10, 0x89, 0, 0}));
+    EXPECT_EQ(encoded([](std::ostream& o) { qx::dump(o, -2); }), bytes({0xfe, 0xff, 0xff, 0xff}));
+    EXPECT_EQ(encoded([](std::ostream& o) { qx::dump(o, std::string()); }), bytes({0, 0, 0, 0, 0}));
+    EXPECT_EQ(encoded([](std::ostream& o) { qx::DimType().dump(o); }), std::string(18, '\0'));
+    const double one = 1.0;
+    EXPECT_EQ(encoded([&](std::ostream& o) { qx::dump(o, &one, 1); }),
+              bytes({1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xf0, 0x3f}));
+    const std::map<std::string, int> map{{"b", 1}, {"a", 2}};
+    EXPECT_EQ(encoded([&](std::ostream& o) { qx::dump(o, map); }),
+              bytes({2, 0, 0, 0, 1, 0, 0, 0, 'a', 0, 2, 0, 0, 0, 1, 0, 0, 0, 'b', 0, 1, 0, 0, 0}));
+}
+
+TEST(DumpFormat, RecordRoundTripKeepsEverythingButTheStrideFlag) {
+    AnaData original = exampleRecord();
+    original.setSubNo(3);
+    int point[] = {1, 1};
+    original.index(point);
+    std::stringstream image;
+    original.dump(image);
+    ASSERT_EQ(image.str().substr(0, 4), bytes({0x10, 0x89, 0, 0}));
+    AnaData back = AnaData::restore(image);
+    EXPECT_TRUE(image.good());
+    EXPECT_EQ(back.getSubNo(), 3);
+    EXPECT_STREQ(back.getComment(), "first fit\n");
+    EXPECT_STREQ(back.getDate(), "03/07/2009 14:05");
+    EXPECT_EQ(back.getDimIndex("R"), 1);
+    EXPECT_EQ(back.getValData("Te")[3], 1.8);
+    EXPECT_EQ(back.index(point), 3);
+    std::ostringstream again;
+    back.dump(again);
+    EXPECT_EQ(again.str(), image.str());
+}
+
+TEST(DumpFormat, StringsStopAtTheirFirstZeroByte) {
+    std::istringstream in(bytes({3, 0, 0, 0, 'a', 0, 'b', 0}));
+    EXPECT_EQ(qx::read_string(in), "a");
+    EXPECT_TRUE(in.good());
+    std::istringstream hash(bytes({2, 0, 0, 0, 1, 0, 0, 0, 'k', 0, 1, 0, 0, 0, 1, 0, 0, 0, 'k', 0, 9, 0, 0, 0}));
+    EXPECT_EQ(qx::read_hash(hash).at("k"), 9);
+}
+
+TEST(DumpFormat, CheckHeaderTellsFormatsApartAndRewinds) {
+    std::stringstream image;
+    exampleRecord().dump(image);
+    std::istringstream text(exampleText());
+    std::istringstream other("PK\3\4rest");
+    std::istringstream tiny("#x");
+    EXPECT_EQ(AnaData::checkHeader(image), 1);
+    EXPECT_EQ(AnaData::checkHeader(text), 0);
+    EXPECT_EQ(AnaData::checkHeader(other), 2);
+    EXPECT_EQ(AnaData::checkHeader(tiny), 2);
+    EXPECT_EQ(image.get(), 0x10);
+    EXPECT_EQ(text.get(), '#');
+    EXPECT_EQ(other.get(), 'P');
+    EXPECT_EQ(tiny.get(), '#');
+    PipeBuffer pipe("#pipe");
+    std::istream piped(&pipe);
+    EXPECT_EQ(AnaData::checkHeader(piped), 0);
+    EXPECT_EQ(piped.get(), '#');
+    std::istringstream text2(exampleText());
+    EXPECT_THROW(AnaData::restore(text2), qx::AnaDataException);
+}
+
+TEST(DumpFormat, ImpossibleCountsFailTheStreamInsteadOfAllocating) {
+    const std::string huge = bytes({0xff, 0xff, 0xff, 0x7f});
+    const std::string negative = bytes({0xfe, 0xff, 0xff, 0xff});
+    for (const std::string& count : {huge, negative}) {
+        std::istringstream s(count + "abc");
+        EXPECT_EQ(qx::read_string(s), "");
+        EXPECT_TRUE(s.fail());
+        std::istringstream l(count);
+        EXPECT_TRUE(qx::read_string_array(l).empty());
+        EXPECT_TRUE(l.fail());
+        std::istringstream d(count + std::string(16, '\0'));
+        double out[2];
+        EXPECT_EQ(qx::read_double_array(d, out), -1);
+        EXPECT_TRUE(d.fail());
+        // The same through a stream of unknown length: bounded reads, then failure.
+        PipeBuffer pipe(bytes({0, 0, 0, 0, 0, 0, 0, 0}) + count + std::string(40, 'x'));
+        std::istream piped(&pipe);
+        qx::DimType dim = qx::DimType::restore(piped);
+        EXPECT_TRUE(piped.fail());
+        EXPECT_EQ(dim.getNum(), 0);
+    }
+}
+
+TEST(DumpFormat, TruncatedImageLeavesTheStreamFailed) {
+    std::stringstream image;
+    exampleRecord().dump(image);
+    const std::string full = image.str();
+    for (std::size_t cut = 4; cut < full.size(); cut += 7) {
+        std::istringstream in(full.substr(0, cut));
+        AnaData rec = AnaData::restore(in);
+        EXPECT_TRUE(in.fail()) << cut;
+        PipeBuffer pipe(full.substr(0, cut));
+        std::istream piped(&pipe);
+        AnaData::restore(piped);
+        EXPECT_TRUE(piped.fail()) << cut;
+    }
+}

@@ -1,0 +1,206 @@
+// The text format: byte-exact writer output, the reader's key rules, messages and quirks.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+#include <string>
+
+#include "anadata.h"
+#include "record_fixture.h"
+
+using qx::AnaData;
+
+namespace {
+
+std::string header(const std::string& extra = "") {
+    return "# Name='te'\n# ShotNo=1234\n# Date='d'\n# DimNo=1\n# DimName='x'\n# DimSize=3\n# DimUnit='s'\n"
+           "# ValNo=2\n# ValName='a', 'b'\n# ValUnit='u', 'v'\n" + extra;
+}
+
+// Reads text into a record that starts out recognisable, returning the error message or "".
+std::string readInto(AnaData& rec, const std::string& text) {
+    std::istringstream in(text);
+    try {
+        in >> rec;
+    } catch (const qx::AnaDataException& e) {
+        return e.getMessage();
+    }
+    return "";
+}
+
+AnaData marked() {
+    AnaData rec;
+    rec.setDiagnostics("untouched");
+    return rec;
+}
+
+}  // namespace
+
+TEST(TextFormat, WriterGivesTheExampleByteForByteAndRestoresFlags) {
+    std::ostringstream out;
+    out.setf(std::ios::fixed, std::ios::floatfield);
+    out << exampleRecord();
+    EXPECT_EQ(out.str(), exampleText());
+    EXPECT_EQ(out.flags() & std::ios::floatfield, std::ios::fixed);
+}
+
+TEST(TextFormat, WriterHonoursPrecisionAndUnusualFlags) {
+    std::ostringstream three;
+    three.precision(3);
+    three << exampleRecord();
+    EXPECT_NE(three.str().find("\r\n1.000e-01, 3.000e+00, 2.100e+00\r\n"), std::string::npos);
+
+    std::ostringstream upper;
+    upper.setf(std::ios::uppercase | std::ios::showpos);
+    upper << exampleRecord();
+    EXPECT_NE(upper.str().find("\r\n+1.000000E-01, +3.000000E+00, +2.100000E+00\r\n"), std::string::npos);
+    EXPECT_TRUE(upper.flags() & std::ios::uppercase);
+}
+
+TEST(TextFormat, WriterRefusesRecordsItCannotWrite) {
+    AnaData noValues(1, 0);
+    std::ostringstream out;
+    try {
+        out << noValues;
+        FAIL() << "written";
+    } catch (const qx::AnaDataException& e) {
+        EXPECT_EQ(e.getMessage(), "ValNo Error");
+    }
+    AnaData shortColumn = exampleRecord();
+    const double one = 1;
+    shortColumn.setVal(0, "Te", "keV", 1, &one);
+    EXPECT_THROW(out << shortColumn, qx::AnaDataException);
+}
+
+TEST(TextFormat, RoundTripAddsEmptyCommentLinesAndDropsSubShot) {
+    AnaData original = exampleRecord();
+    original.setSubNo(7);
+    std::stringstream file;
+    file << original;
+    AnaData back;
+    file >> back;
+    EXPECT_FALSE(file.fail());
+    EXPECT_STREQ(back.getDiagnostics(), "te");
+    EXPECT_EQ(back.getShotNo(), 1234);
+    EXPECT_EQ(back.getSubNo(), 0);
+    EXPECT_STREQ(back.getComment(), "\nfirst fit\n\n");
+    EXPECT_EQ(back.getDimSize("R"), 2);
+    EXPECT_EQ(back.getDimData(1)[1], 3.5);
+    EXPECT_EQ(back.getValData("Te")[2], 2.2);
+    EXPECT_STREQ(back.getValUnit(0), "keV");
+}
+
+TEST(TextFormat, HeaderKeysMatchAnyCaseAndSubShotLineSetsShotNumber) {
+    AnaData rec;
+    ASSERT_EQ(readInto(rec, "# name = ' abc '\n# shotno=5\n# SubShotNo=7\n# date='d'\n# dimno=1\n# DIMNAME='x'\n"
+                            "# dimsize= 1 ,\n# dimunit=''\n# valno=1\n# valname='v'\n# valunit='u'\n# [data]\n4,5\n"),
+              "");
+    EXPECT_STREQ(rec.getDiagnostics(), "abc");
+    EXPECT_EQ(rec.getShotNo(), 7);
+    EXPECT_EQ(rec.getSubNo(), 0);
+    EXPECT_STREQ(rec.getDimUnit(0), " ");
+    EXPECT_EQ(rec.getDimData(0)[0], 4);
+    EXPECT_EQ(rec.getValData(0)[0], 5);
+}
+
+TEST(TextFormat, EveryValidationMessageLeavesTheTargetAlone) {
+    const struct {
+        std::string text;
+        const char* message;
+    } cases[] = {
+        {"# ShotNo=1\n# [Data]\n", "NAME parameter error"},
+        {"# Name='n'\n# ShotNo=0\n# [Data]\n", "ShotNo parameter error"},
+        {"# Name='n'\n# ShotNo=x\n# [Data]\n", "ShotNo parameter error"},
+        {"# Name='n'\n# ShotNo=3\n# [Data]\n", "Date parameter error"},
+        {"# Name='n'\n# ShotNo=3\n# Date='d'\n# DimNo=2\n# DimName='a', 'b', 'c'\n# DimSize=1,1\n"
+         "# DimUnit='', ''\n# [Data]\n",
+         "DimNo Error"},
+        {"# Name='n'\n# ShotNo=3\n# Date='d'\n# DimNo=1\n# DimName='Date'\n# DimSize=1\n# DimUnit=''\n"
+         "# [Data]\n",
+         "DimNo Error"},
+        {"# Name='n'\n# ShotNo=3\n# Date='d'\n# DimNo=1\n# DimName='a'\n# DimSize=1\n# DimUnit=''\n"
+         "# ValNo=0\n# [Data]\n",
+         "ValNo Error"},
+        {header("# [Data]\n1,2,3\n2,3,4\n"), "Datasize error"},
+    };
+    for (const auto& c : cases) {
+        AnaData rec = marked();
+        EXPECT_EQ(readInto(rec, c.text), c.message) << c.text;
+        EXPECT_STREQ(rec.getDiagnostics(), "untouched");
+    }
+}
+
+TEST(TextFormat, HeaderWithoutMarkerLeavesTargetUnchangedSilently) {
+    AnaData rec = marked();
+    EXPECT_EQ(readInto(rec, header("\n# [Data]\n1,2,3\n")), "");
+    EXPECT_STREQ(rec.getDiagnostics(), "untouched");
+    // A comment block that never reaches its data marker ends at the end of input.
+    EXPECT_EQ(readInto(rec, header("# [Comments]\n# one\n")), "");
+    EXPECT_STREQ(rec.getDiagnostics(), "untouched");
+}
+
+TEST(TextFormat, ShortRowsKeepPreviousNumbersAndExtraLinesAreIgnored) {
+    AnaData rec;
+    ASSERT_EQ(readInto(rec, header("# [Data] \r\n1, 10, 100\r\n2, 20\n\n4,40,400,999\n5,50,500\n")), "");
+    const double* a = rec.getValData("a");
+    const double* b = rec.getValData("b");
+    EXPECT_EQ(rec.getValSize(), 3);
+    // Row 2 has no b, so keeps 100; row 3 is empty, so repeats row 2.
+    EXPECT_EQ(a[1], 20);
+    EXPECT_EQ(b[1], 100);
+    EXPECT_EQ(a[2], 20);
+    EXPECT_EQ(b[2], 100);
+    EXPECT_EQ(rec.getDimData(0)[2], 2);
+}
+
+TEST(TextFormat, NumbersParseExactlyAsAtof) {
+    const char* pieces[] = {" \t+1.5",   "-0.1e-3x", "0x1.8p3",  "inf",        "-Infinity", "1e400",
+                            "1e-400",    "4.9e-324", "abc",      ".5",         "+-2",       "1.7976931348623157e308",
+                            "  -nan",    "7.",       "1e+",      "0.1000000000000000055511151231257827"};
+    for (const char* piece : pieces) {
+        AnaData rec(1, 1);
+        const std::string text = std::string("1,") + piece + "\r\n";
+        qx::dimval_set(rec, text, {1}, {"x"}, {""}, {"v"}, {""});
+        const double expected = std::atof(piece);
+        const double got = rec.getValData(0)[0];
+        if (std::isnan(expected)) {
+            EXPECT_TRUE(std::isnan(got)) << piece;
+        } else {
+            EXPECT_EQ(std::memcmp(&got, &expected, sizeof got), 0) << piece << " gave " << got;
+        }
+    }
+}
+
+TEST(TextFormat, DimvalSetTakesCoordinatesFromGridCorners) {
+    AnaData rec(2, 1);
+    qx::dimval_set(rec, "1,7,0\n1,8,1\n1,9,2\n2,7,3\n2,8,4\n2,9,5", {2, 3}, {"a", "b"}, {"", ""}, {"v"}, {""});
+    EXPECT_EQ(rec.getDimData(0)[1], 2);
+    EXPECT_EQ(rec.getDimData(1)[2], 9);
+    EXPECT_EQ(rec.getValData(0)[5], 5);
+    EXPECT_THROW(qx::dimval_set(rec, "1,2,3\n", {2, 3}, {"a", "b"}, {"", ""}, {"v"}, {""}), qx::AnaDataException);
+}
+
+TEST(TextFormat, HelpersTrimPickUpAndSearch) {
+    EXPECT_EQ(qx::pickup("# Name = ' abc '", true), "abc");
+    EXPECT_EQ(qx::pickup("# Name = ' abc '", false), "' abc '");
+    EXPECT_EQ(qx::pickup("no equals", true), "");
+    EXPECT_EQ(qx::pickup_strings("# DimUnit='', 's'"), (std::vector<std::string>{" ", "s"}));
+    EXPECT_EQ(qx::pickup_sizes("# DimSize=3,4,"), (std::vector<int>{3, 4}));
+    EXPECT_EQ(qx::pickup_sizes("# DimSize= 3 , 4"), (std::vector<int>{3, 4}));
+    std::string s = "xxaxx";
+    EXPECT_EQ(qx::trim(s, 'x'), "a");
+    s = "\r\n";
+    EXPECT_EQ(qx::chop(s), "");
+    s = "##  c";
+    EXPECT_EQ(qx::ltrim(s, '#'), "  c");
+    EXPECT_EQ(qx::rtrim(s, 'c'), "  ");
+    const char* text = "# DimName='x'";
+    EXPECT_EQ(qx::strstri(text, "dimname"), text + 2);
+    EXPECT_EQ(qx::strstri(text, ""), text);
+    EXPECT_EQ(qx::strstri(text, "valname"), nullptr);
+    EXPECT_EQ(qx::strchri(text, 'D'), text + 2);
+    EXPECT_EQ(qx::strchri(text, 0), text + std::strlen(text));
+    EXPECT_EQ(qx::strchri(text, 'z'), nullptr);
+}
