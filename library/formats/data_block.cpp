@@ -2,9 +2,11 @@
 #include "data_block.h"
 
 #include <algorithm>
+#include <charconv>
 #include <climits>
 #include <cstring>
 
+#include "column_memory.h"
 #include "number_text.h"
 #include "record_access.h"
 
@@ -41,9 +43,10 @@ DataBlockParser::DataBlockParser(const std::vector<int>& sizes, std::size_t dimC
     // Text of known length holds at least `total` bytes here: size every column once.
     const std::size_t start = knownBytes >= 0 ? static_cast<std::size_t>(total)
                                               : std::min<std::size_t>(static_cast<std::size_t>(total), initialRows);
+    valueCapacity = start;
     values.resize(valColumns);
     for (Column& column : values) {
-        column.data.reset(new double[start]);
+        column.data.reset(allocateColumn(start));
         column.capacity = start;
     }
     coordinates.resize(sizes.size());
@@ -58,8 +61,8 @@ DataBlockParser::DataBlockParser(const std::vector<int>& sizes, std::size_t dimC
 }
 
 void DataBlockParser::grow(Column& column) {
-    const std::size_t capacity = std::min<std::size_t>(static_cast<std::size_t>(total), column.capacity * 2 + 1);
-    std::unique_ptr<double[]> data(new double[capacity]);
+    const std::size_t capacity = std::min<std::size_t>(static_cast<std::size_t>(total), valueCapacity * 2 + 1);
+    std::unique_ptr<double[]> data(allocateColumn(capacity));
     std::copy(column.data.get(), column.data.get() + rows, data.get());
     column.data = std::move(data);
     column.capacity = capacity;
@@ -85,34 +88,47 @@ void DataBlockParser::parseLine(const char* first, const char* last) {
     std::size_t c = 0;
     const char* p = first;
     // Pieces lie between commas; the piece after the last comma counts only when not empty.
-    while (p < last) {
-        const char* comma = static_cast<const char*>(std::memchr(p, ',', static_cast<std::size_t>(last - p)));
-        const char* pieceEnd = comma != nullptr ? comma : last;
-        if (c < columns) {
-            const char* next = nullptr;
-            const double value = parseNumber(p, pieceEnd, &next);
-            if (c < dimColumns) {
-                holder.dimVal[c] = value;
-            } else {
-                holder.valVal[c - dimColumns] = value;
+    // Columns beyond the record's are ignored.
+    while (p < last && c < columns) {
+        // Fast path for the usual "<blanks>[-]digits..." piece; everything else (other white
+        // space, '+', hex, inf/nan, out-of-range numbers) goes through the general parser.
+        const char* q = p;
+        while (q < last && *q == ' ') ++q;
+        const char* digits = q < last && *q == '-' ? q + 1 : q;
+        double value = 0.0;
+        const char* end = nullptr;
+        if (digits < last && ((*digits >= '0' && *digits <= '9') || *digits == '.')) {
+            const std::from_chars_result result = std::from_chars(q, last, value);
+            if (result.ec == std::errc() && (result.ptr == last || (*result.ptr != 'x' && *result.ptr != 'X'))) {
+                end = result.ptr;
             }
-        } else {
-            // Columns beyond the record's are ignored.
-            break;
         }
+        if (end == nullptr) {
+            const char* comma = static_cast<const char*>(std::memchr(p, ',', static_cast<std::size_t>(last - p)));
+            end = comma != nullptr ? comma : last;
+            const char* next = nullptr;
+            value = parseNumber(p, end, &next);
+        }
+        if (c < dimColumns) {
+            holder.dimVal[c] = value;
+        } else {
+            holder.valVal[c - dimColumns] = value;
+        }
+        while (end < last && *end != ',') ++end;
+        if (end == last) break;
+        p = end + 1;
         ++c;
-        if (comma == nullptr) break;
-        p = comma + 1;
     }
 }
 
 void DataBlockParser::storeRow() {
     const auto row = static_cast<std::size_t>(rows);
-    for (std::size_t v = 0; v < values.size(); ++v) {
-        Column& column = values[v];
-        if (row >= column.capacity) grow(column);
-        column.data[row] = holder.valVal[v];
+    if (row >= valueCapacity) {
+        for (Column& column : values) grow(column);
+        valueCapacity = std::min<std::size_t>(static_cast<std::size_t>(total), valueCapacity * 2 + 1);
     }
+    const double* held = holder.valVal.data();
+    for (std::size_t v = 0; v < values.size(); ++v) values[v].data[row] = held[v];
     for (std::size_t d = 0; d < coordinates.size(); ++d) {
         if (rows == nextCoordinateRow[d] && coordinatesTaken[d] < sizes[d]) {
             const double coordinate = d < holder.dimVal.size() ? holder.dimVal[d] : 0.0;

@@ -49,6 +49,7 @@ private:
     // The row holder: a short row keeps the previous row's numbers in its missing columns.
     strDimVal holder;
     std::vector<Column> values;
+    std::size_t valueCapacity = 0;
     std::vector<Column> coordinates;
     std::vector<std::int64_t> strides;
     std::vector<std::int64_t> nextCoordinateRow;

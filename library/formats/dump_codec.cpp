@@ -8,6 +8,7 @@
 #include <memory>
 #include <ostream>
 
+#include "column_memory.h"
 #include "record_access.h"
 #include "stream_budget.h"
 
@@ -246,7 +247,7 @@ DimType DimType::restore(std::istream& is) {
     }
     if (bytesLeft(is) >= 0) {
         // The count fits in what is left: read straight into the column's own array.
-        std::unique_ptr<double[]> numbers(new double[static_cast<std::size_t>(num)]);
+        std::unique_ptr<double[]> numbers(allocateColumn(static_cast<std::size_t>(num)));
         if (!readDoubles(is, static_cast<std::size_t>(num), numbers.get())) return DimType();
         return RecordAccess::adopt(std::move(name), std::move(unit), num, numbers.release());
     }

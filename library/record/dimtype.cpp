@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "column_memory.h"
 #include "record_access.h"
 
 namespace qx {
@@ -13,7 +14,7 @@ DimType::DimType() : num(0), refCount(new int(1)), data(nullptr) {}
 DimType::DimType(std::string name, std::string unit, int num, const double* data)
     : name(std::move(name)), unit(std::move(unit)), num(num), refCount(nullptr), data(nullptr) {
     const int count = num > 0 ? num : 0;
-    this->data = new double[count];
+    this->data = allocateColumn(static_cast<std::size_t>(count));
     if (count > 0 && data != nullptr) std::copy(data, data + count, this->data);
     refCount = new int(1);
 }
