@@ -53,8 +53,11 @@ DataBlockParser::DataBlockParser(const std::vector<int>& sizes, std::size_t dimC
     strides.assign(sizes.size(), 1);
     for (std::size_t d = sizes.size(); d-- > 1;) strides[d - 1] = strides[d] * sizes[d];
     for (std::size_t d = 0; d < sizes.size(); ++d) {
-        coordinates[d].data.reset(new double[static_cast<std::size_t>(sizes[d])]);
-        coordinates[d].capacity = static_cast<std::size_t>(sizes[d]);
+        // Sizes are only claims until the rows arrive: without a known length, grow as they do.
+        const auto size = static_cast<std::size_t>(sizes[d]);
+        const std::size_t capacity = knownBytes >= 0 ? size : std::min(size, initialRows);
+        coordinates[d].data.reset(allocateColumn(capacity));
+        coordinates[d].capacity = capacity;
     }
     nextCoordinateRow.assign(sizes.size(), 0);
     coordinatesTaken.assign(sizes.size(), 0);
@@ -132,7 +135,16 @@ void DataBlockParser::storeRow() {
     for (std::size_t d = 0; d < coordinates.size(); ++d) {
         if (rows == nextCoordinateRow[d] && coordinatesTaken[d] < sizes[d]) {
             const double coordinate = d < holder.dimVal.size() ? holder.dimVal[d] : 0.0;
-            coordinates[d].data[static_cast<std::size_t>(coordinatesTaken[d])] = coordinate;
+            Column& column = coordinates[d];
+            const auto taken = static_cast<std::size_t>(coordinatesTaken[d]);
+            if (taken >= column.capacity) {
+                const std::size_t capacity = std::min(static_cast<std::size_t>(sizes[d]), column.capacity * 2 + 1);
+                std::unique_ptr<double[]> grown(allocateColumn(capacity));
+                std::copy(column.data.get(), column.data.get() + taken, grown.get());
+                column.data = std::move(grown);
+                column.capacity = capacity;
+            }
+            column.data[taken] = coordinate;
             ++coordinatesTaken[d];
             nextCoordinateRow[d] += strides[d];
         }

@@ -174,6 +174,9 @@ std::ostream& operator<<(std::ostream& os, const AnaData& rec) {
         if (val.getNum() < total || (total > 0 && val.getData() == nullptr)) throw AnaDataException("Datasize error");
     }
     if (total < 0) throw AnaDataException("Datasize error");
+    for (const DimType& dim : RecordAccess::dims(rec)) {
+        if (dim.getNum() < 0) throw AnaDataException("Datasize error");
+    }
 
     FlagsGuard guard(os);
     writeHeader(os, rec);
