@@ -2,8 +2,10 @@
 #include "HttpServer.h"
 
 #include <stdexcept>
+#include <string>
 
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -81,13 +83,94 @@ void HttpServer::run(const volatile std::sig_atomic_t& stop) {
     workers_.clear();
 }
 
+namespace {
+
+// The worker, not the runtime, closes each connection, so that a request the runtime gives up on
+// without an answer (a body that is not XML or is cut short) can still be answered with a fault.
+struct Connection {
+    RequestContext* context;
+    int (*send)(struct soap*, const char*, size_t);
+    bool answered = false;
+};
+
+int keepOpen(struct soap*, SOAP_SOCKET) { return SOAP_OK; }
+int noShutdown(struct soap*, SOAP_SOCKET, int) { return SOAP_OK; }
+int noteSend(struct soap* s, const char* data, size_t n) {
+    auto* c = static_cast<Connection*>(s->user);
+    c->answered = true;
+    return c->send(s, data, n);
+}
+
+// Written directly, since the runtime's fault state is not usable after such a failure.
+void sendRawFault(int sock) {
+    static const std::string body =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+        "<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\"><SOAP-ENV:Body>"
+        "<SOAP-ENV:Fault><faultcode>SOAP-ENV:Client</faultcode>"
+        "<faultstring>request is not a complete SOAP message</faultstring></SOAP-ENV:Fault>"
+        "</SOAP-ENV:Body></SOAP-ENV:Envelope>\n";
+    static const std::string reply = "HTTP/1.1 500 Internal Server Error\r\nContent-Type: text/xml; charset=utf-8\r\n"
+                                     "Content-Length: " + std::to_string(body.size()) +
+                                     "\r\nConnection: close\r\n\r\n" + body;
+    size_t done = 0;
+    while (done < reply.size()) {
+        ssize_t n = send(sock, reply.data() + done, reply.size() - done, MSG_NOSIGNAL);
+        if (n <= 0) return;
+        done += static_cast<size_t>(n);
+    }
+}
+
+// After a refused request part of it may still be unread; closing then would reset the connection
+// and could destroy the fault on its way. Reads what follows, for a bounded time and amount.
+void drainAndClose(int sock) {
+    shutdown(sock, SHUT_WR);
+    char buf[16384];
+    size_t total = 0;
+    for (int rounds = 0; rounds < 10 && total < (8u << 20); ++rounds) {
+        pollfd p{sock, POLLIN, 0};
+        if (poll(&p, 1, 100) <= 0) break;
+        ssize_t n = recv(sock, buf, sizeof buf, 0);
+        if (n <= 0) break;
+        total += static_cast<size_t>(n);
+    }
+    close(sock);
+}
+
+void serveOne(struct soap* s, SOAP_SOCKET sock) {
+    auto* c = static_cast<Connection*>(s->user);
+    c->answered = false;
+    s->socket = sock;
+    s->keep_alive = 0;
+    bool failed = true;
+    if (soap_begin_serve(s)) {
+        if (!c->answered) sendRawFault(sock);
+    } else if (soap_serve_request(s) && s->error && s->error < SOAP_STOP) {
+        soap_send_fault(s);
+    } else {
+        failed = s->error != SOAP_OK;
+    }
+    s->socket = SOAP_INVALID_SOCKET;
+    if (failed) {
+        drainAndClose(sock);
+    } else {
+        shutdown(sock, SHUT_RDWR);
+        close(sock);
+    }
+}
+
+}  // namespace
+
 void HttpServer::work() {
     Catalogue catalogue(service_.store.cataloguePath());
     RequestContext context{&service_, &catalogue};
     struct soap* s = soap_new();
     if (!s) return;
     configure(s);
-    s->user = &context;
+    Connection connection{&context, s->fsend};
+    s->user = &connection;
+    s->fsend = noteSend;
+    s->fclosesocket = keepOpen;
+    s->fshutdownsocket = noShutdown;
     for (;;) {
         int sock;
         {
@@ -98,11 +181,9 @@ void HttpServer::work() {
             pending_.pop_front();
         }
         space_.notify_one();
-        s->socket = sock;
-        soap_serve(s);
+        serveOne(s, sock);
         soap_destroy(s);
         soap_end(s);
-        soap_force_closesock(s);
     }
     soap_free(s);
 }

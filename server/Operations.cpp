@@ -23,7 +23,7 @@ char* dup(struct soap* soap, const std::string& s) { return soap_strdup(soap, s.
 // Runs one operation; a ServiceError becomes a fault whose string is its message.
 template <class Body>
 int serve(struct soap* soap, Body&& body) {
-    auto* ctx = static_cast<RequestContext*>(soap->user);
+    auto* ctx = *static_cast<RequestContext**>(soap->user);
     try {
         body(*ctx->service, *ctx->catalogue);
         return SOAP_OK;

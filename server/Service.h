@@ -31,7 +31,8 @@ struct Service {
     std::string hostname;
 };
 
-// What one worker thread hands to the operations through the SOAP context.
+// What one worker thread hands to the operations: the SOAP context's user pointer points to a
+// structure whose first member is a pointer to this.
 struct RequestContext {
     Service* service;
     Catalogue* catalogue;

@@ -12,6 +12,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -71,6 +72,7 @@ private:
         pid_t pid = fork();
         if (pid < 0) throw std::runtime_error("fork failed");
         if (pid == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);  // never outlive a test that crashed
             if (stdinFd >= 0) dup2(stdinFd, 0);
             if (stdoutFd >= 0) dup2(stdoutFd, 1);
             execv(program.c_str(), argv.data());

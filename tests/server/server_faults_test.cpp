@@ -1,5 +1,13 @@
 // anadata-server refuses bad input with a fault, keeps serving, and loses nothing committed on a crash.
+#include <chrono>
 #include <string>
+#include <thread>
+#include <vector>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -7,6 +15,267 @@
 
 namespace {
 
+char* s(const char* text) { return const_cast<char*>(text); }
+
 using FaultsTest = ServiceFixture;
+
+// Still answers a plain call after whatever came before.
+void expectServing(const std::string& url) {
+    ServiceClient c(url);
+    ns__StringArray names;
+    EXPECT_EQ(soap_call_ns__getDiagnostics(c.soap(), c.url(), nullptr, names), 0) << c.fault();
+}
+
+// Sends raw bytes over HTTP and returns the whole answer (the server closes after one request).
+std::string rawExchange(int port, const std::string& request) {
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_port = htons(static_cast<uint16_t>(port));
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    std::string answer;
+    if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0 &&
+        send(fd, request.data(), request.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(request.size())) {
+        char buf[4096];
+        ssize_t n;
+        while ((n = read(fd, buf, sizeof buf)) > 0) answer.append(buf, static_cast<size_t>(n));
+    }
+    close(fd);
+    return answer;
+}
+
+std::string post(const std::string& body) {
+    return "POST / HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: text/xml\r\nContent-Length: " +
+           std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
+}
+
+TEST_F(FaultsTest, WrongPasswordAndUnknownAccountGetTheSameAnswer) {
+    auto c = client();
+    EXPECT_NE(c->upload("alice", "builder", ServiceClient::record(s("x"), 1, 1, 0), "x"), 0);
+    EXPECT_EQ(c->fault(), "bad user name or password");
+    EXPECT_NE(c->upload("mallory", "wonder", ServiceClient::record(s("x"), 1, 1, 0), "x"), 0);
+    EXPECT_EQ(c->fault(), "bad user name or password");
+    EXPECT_NE(c->upload(nullptr, nullptr, ServiceClient::record(s("x"), 1, 1, 0), "x"), 0);
+    EXPECT_EQ(c->fault(), "bad user name or password");
+    EXPECT_EQ(stagingFiles(), 0u);
+}
+
+TEST_F(FaultsTest, RecordsThatCannotBeStoredSafelyAreRefused) {
+    auto c = client();
+    struct Case {
+        ns__TavolenInfo info;
+        const char* fault;
+    } cases[] = {
+        {ServiceClient::record(s(".."), 1, 1, 0), "data name must not be '..'"},
+        {ServiceClient::record(s("a/b"), 1, 1, 0), "data name 'a/b' contains a character not allowed in a file name"},
+        {ServiceClient::record(s(""), 1, 1, 0), "data name is empty"},
+        {ServiceClient::record(nullptr, 1, 1, 0), "data name is empty"},
+        {ServiceClient::record(s("d"), 0, 1, 0), "shot number 0 is not positive"},
+        {ServiceClient::record(s("d"), 1, -2, 0), "sub-shot number -2 is negative"},
+        {ServiceClient::record(s("d"), 1, 1, 0, s("../../etc/x.zip")),
+         "file name '../../etc/x.zip' contains a character not allowed in a file name"},
+    };
+    for (auto& k : cases) {
+        EXPECT_NE(c->upload("alice", "wonder", k.info, "x"), 0);
+        EXPECT_EQ(c->fault(), k.fault);
+    }
+    char* session = nullptr;
+    EXPECT_NE(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
+                                                         ServiceClient::record(s("d"), 1, 1, -1), session), 0);
+    EXPECT_EQ(c->fault(), "file length -1 is negative");
+    EXPECT_EQ(stagingFiles(), 0u);
+    expectServing(server->url());
+}
+
+TEST_F(FaultsTest, OnlyCataloguedFilesAreServed) {
+    auto c = client();
+    ASSERT_EQ(c->upload("alice", "wonder", ServiceClient::record(s("t"), 1, 1, 0), "secret"), 0);
+    std::string path = c->pathOf("t", 1, 1);
+    std::string dirOfFile = path.substr(0, path.rfind('/'));
+    const std::vector<std::string> bad = {
+        "/etc/passwd",
+        store + "/catalogue.sqlite",
+        dirOfFile + "/../../catalogue.sqlite",
+        dirOfFile + "/./" + path.substr(path.rfind('/') + 1),
+        path.substr(store.size() + 1),
+        path + "/..",
+        "",
+    };
+    for (const auto& p : bad) {
+        ns__Binary bin;
+        EXPECT_NE(soap_call_ns__getData(c->soap(), c->url(), nullptr, s(p.c_str()), 0, 100, bin), 0) << p;
+        EXPECT_EQ(c->fault(), "unknown path: " + p);
+    }
+    ns__Binary bin;
+    EXPECT_NE(soap_call_ns__getData(c->soap(), c->url(), nullptr, nullptr, 0, 100, bin), 0);
+    EXPECT_NE(soap_call_ns__getData(c->soap(), c->url(), nullptr, s(path.c_str()), -1, 100, bin), 0);
+    EXPECT_EQ(c->fault(), "position -1 is negative");
+    EXPECT_NE(soap_call_ns__getData(c->soap(), c->url(), nullptr, s(path.c_str()), 0, -5, bin), 0);
+    EXPECT_EQ(c->fault(), "size -5 is negative");
+    ASSERT_EQ(soap_call_ns__getData(c->soap(), c->url(), nullptr, s(path.c_str()), 2, 3, bin), 0);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(bin.__ptr), static_cast<size_t>(bin.__size)), "cre");
+}
+
+TEST_F(FaultsTest, OversizeBlocksAndWrongLengthsLeaveNothingBehind) {
+    start({"--max-block", "65536"});
+    auto c = client();
+    std::string big = pattern(65537);
+    EXPECT_NE(c->upload("alice", "wonder", ServiceClient::record(s("big"), 1, 1, 0), big, 65537), 0);
+    EXPECT_EQ(c->fault(), "block of 65537 bytes is larger than 65536");
+    // Far beyond the message limit: refused while reading, before any operation runs.
+    std::string huge = pattern(1 << 21);
+    EXPECT_NE(c->upload("alice", "wonder", ServiceClient::record(s("big"), 1, 1, 0), huge, huge.size()), 0);
+    expectServing(server->url());
+
+    // More bytes than announced, then fewer.
+    char* session = nullptr;
+    ASSERT_EQ(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
+                                                         ServiceClient::record(s("len"), 1, 1, 4), session), 0);
+    unsigned char five[5] = {1, 2, 3, 4, 5};
+    ns__Binary bin;
+    bin.__ptr = five;
+    bin.__size = 5;
+    int ret = 0;
+    EXPECT_NE(soap_call_ns__putData(c->soap(), c->url(), nullptr, session, bin, ret), 0);
+    EXPECT_EQ(c->fault(), "block goes past the announced file length of 4 bytes");
+    bin.__size = 3;
+    ASSERT_EQ(soap_call_ns__putData(c->soap(), c->url(), nullptr, session, bin, ret), 0);
+    EXPECT_NE(soap_call_ns__endTavolenDataRegistration(c->soap(), c->url(), nullptr, session, ret), 0);
+    EXPECT_EQ(c->fault(), "received 3 bytes but the record announced 4");
+    EXPECT_EQ(c->pathOf("len", 1, 1), "");
+    EXPECT_EQ(c->pathOf("big", 1, 1), "");
+    EXPECT_EQ(stagingFiles(), 2u);  // the sessions of the refused blocks stay open until ended or expired
+}
+
+TEST_F(FaultsTest, MalformedRequestsGetAFaultAndTheServerGoesOn) {
+    const std::vector<std::string> bodies = {
+        "this is not xml",
+        "<?xml version=\"1.0\"?><SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\">"
+        "<SOAP-ENV:Body><unknownOp/></SOAP-ENV:Body></SOAP-ENV:Envelope>",
+        "<?xml version=\"1.0\"?><SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\">"
+        "<SOAP-ENV:Body><a><b><c>",
+        std::string(200, '<'),
+    };
+    for (const auto& body : bodies) {
+        std::string answer = rawExchange(server->port(), post(body));
+        EXPECT_NE(answer.find("Fault"), std::string::npos) << body.substr(0, 40) << " -> " << answer.substr(0, 200);
+    }
+    std::string deep = "<?xml version=\"1.0\"?><SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\"><SOAP-ENV:Body>";
+    for (int i = 0; i < 10000; ++i) deep += "<x>";
+    EXPECT_NE(rawExchange(server->port(), post(deep)).find("Fault"), std::string::npos);
+    rawExchange(server->port(), "GARBAGE\r\n\r\n");
+    expectServing(server->url());
+}
+
+TEST_F(FaultsTest, AbandonedSessionsExpireWithoutATrace) {
+    start({"--session-timeout", "1"});
+    auto c = client();
+    char* session = nullptr;
+    ASSERT_EQ(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
+                                                         ServiceClient::record(s("gone"), 1, 1, 10), session), 0);
+    unsigned char half[5] = {1, 2, 3, 4, 5};
+    ns__Binary bin;
+    bin.__ptr = half;
+    bin.__size = 5;
+    int ret = 0;
+    ASSERT_EQ(soap_call_ns__putData(c->soap(), c->url(), nullptr, session, bin, ret), 0);
+    // A client that drops the connection in the middle of a block.
+    std::string partial = post(std::string(4000, ' '));
+    rawExchange(server->port(), partial.substr(0, partial.size() - 1000));
+    EXPECT_EQ(stagingFiles(), 1u);
+    std::this_thread::sleep_for(std::chrono::milliseconds(2600));
+    EXPECT_EQ(stagingFiles(), 0u);
+    EXPECT_NE(soap_call_ns__putData(c->soap(), c->url(), nullptr, session, bin, ret), 0);
+    EXPECT_EQ(c->fault(), "unknown or expired upload session");
+    EXPECT_EQ(c->pathOf("gone", 1, 1), "");
+}
+
+TEST_F(FaultsTest, SessionCountIsBounded) {
+    start({"--max-sessions", "2"});
+    auto c = client();
+    char* session = nullptr;
+    std::string first;
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
+                                                             ServiceClient::record(s("n"), 1, 1, 1), session), 0);
+        first = session;
+    }
+    EXPECT_NE(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
+                                                         ServiceClient::record(s("n"), 1, 1, 1), session), 0);
+    EXPECT_EQ(c->fault(), "too many open upload sessions, try again later");
+    int ret = 0;
+    ASSERT_EQ(soap_call_ns__abortTavolenDataRegistration(c->soap(), c->url(), nullptr, s(first.c_str()), ret), 0);
+    EXPECT_EQ(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
+                                                         ServiceClient::record(s("n"), 1, 1, 1), session), 0);
+}
+
+TEST_F(FaultsTest, KillDuringUploadKeepsCommittedDataAndDropsTheRest) {
+    auto c = client();
+    std::string kept = pattern(819200 + 5, 3);
+    ASSERT_EQ(c->upload("alice", "wonder", ServiceClient::record(s("kept"), 1, 1, 0), kept), 0);
+    ASSERT_EQ(c->upload("alice", "wonder", ServiceClient::record(s("repl"), 1, 1, 0), "version one"), 0);
+
+    // A new data set and a replacement, each stopped half-way.
+    for (const char* diag : {"half", "repl"}) {
+        char* session = nullptr;
+        ASSERT_EQ(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
+                                                             ServiceClient::record(s(diag), 1, 1, 819200 * 2), session), 0);
+        std::string block = pattern(819200, 9);
+        ns__Binary bin;
+        bin.__ptr = reinterpret_cast<unsigned char*>(block.data());
+        bin.__size = 819200;
+        int ret = 0;
+        ASSERT_EQ(soap_call_ns__putData(c->soap(), c->url(), nullptr, session, bin, ret), 0);
+    }
+    EXPECT_EQ(stagingFiles(), 2u);
+    server->kill9();
+    server->restart();
+
+    auto after = client();
+    std::string back;
+    ASSERT_EQ(after->download(s(after->pathOf("kept", 1, 1).c_str()), back), 0) << after->fault();
+    EXPECT_TRUE(back == kept);
+    ASSERT_EQ(after->download(s(after->pathOf("repl", 1, 1).c_str()), back), 0);
+    EXPECT_EQ(back, "version one");
+    EXPECT_EQ(after->pathOf("half", 1, 1), "");
+    EXPECT_EQ(after->fault(), "unknown data set half shot 1 sub-shot 1");
+    EXPECT_EQ(stagingFiles(), 0u);
+    EXPECT_EQ(after->list({}, 0, 0, 0, nullptr, 0).size(), 2u);
+}
+
+TEST_F(FaultsTest, ClientsAtOnceAllSucceed) {
+    std::vector<std::thread> threads;
+    std::vector<int> failures(4, 0);
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&, t] {
+            ServiceClient c(server->url());
+            for (int i = 0; i < 5; ++i) {
+                std::string name = "c" + std::to_string(t);
+                std::string bytes = pattern(100000 + static_cast<size_t>(i), static_cast<unsigned>(t));
+                if (c.upload(t % 2 ? "bob" : "alice", t % 2 ? "builder" : "wonder",
+                             ServiceClient::record(s(name.c_str()), i + 1, 1, 0), bytes, 65536)) {
+                    ++failures[t];
+                    continue;
+                }
+                std::string back;
+                if (c.download(s(c.pathOf(name.c_str(), i + 1, 1).c_str()), back, 65536) || back != bytes) ++failures[t];
+            }
+        });
+    for (auto& th : threads) th.join();
+    EXPECT_EQ(failures, std::vector<int>(4, 0));
+    EXPECT_EQ(client()->list({}, 0, 0, 0, nullptr, 0).size(), 20u);
+}
+
+TEST_F(FaultsTest, StopsCleanlyOnSigtermAndGuardsItsStore) {
+    EXPECT_EQ(ServerProcess::runToEnd(ANADATA_SERVER_PROGRAM, ServerProcess::storeArgs(store), ""), 1);
+    int status = server->stop();
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    EXPECT_EQ(ServerProcess::runToEnd(ANADATA_SERVER_PROGRAM, {"--store", store, "--add-user", "eve"}, "\n"), 1);
+    EXPECT_EQ(ServerProcess::runToEnd(ANADATA_SERVER_PROGRAM,
+                                      ServerProcess::storeArgs(store, {"--explog", dir.file("missing.csv")}), ""), 1);
+    writeFile(dir.file("bad.csv"), "shot,a\n1,x\nnot-a-shot,y\n");
+    EXPECT_EQ(ServerProcess::runToEnd(ANADATA_SERVER_PROGRAM,
+                                      ServerProcess::storeArgs(store, {"--explog", dir.file("bad.csv")}), ""), 1);
+}
 
 }  // namespace
