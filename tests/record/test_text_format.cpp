@@ -1,9 +1,12 @@
 // The text format: byte-exact writer output, the reader's key rules, messages and quirks.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
+#include <random>
 #include <sstream>
 #include <string>
 
@@ -57,6 +60,41 @@ TEST(TextFormat, WriterHonoursPrecisionAndUnusualFlags) {
     upper << exampleRecord();
     EXPECT_NE(upper.str().find("\r\n+1.000000E-01, +3.000000E+00, +2.100000E+00\r\n"), std::string::npos);
     EXPECT_TRUE(upper.flags() & std::ios::uppercase);
+}
+
+TEST(TextFormat, RowsMatchPrintfAtEveryPrecision) {
+    std::vector<double> numbers = {0.125, 2.5, 0.5, 1e300, 5e-324, -0.0, 9.9999995e-5, 1.0 / 3,
+                                   std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::quiet_NaN(),
+                                   std::numeric_limits<double>::max()};
+    std::mt19937_64 bits(7);
+    for (int i = 0; i < 2000; ++i) {
+        const std::uint64_t b = bits();
+        double d;
+        std::memcpy(&d, &b, sizeof d);
+        numbers.push_back(d);
+    }
+    AnaData rec(1, 1);
+    rec.setDiagnostics("n");
+    rec.setDate("d");
+    rec.setDim(0, "x", "", static_cast<int>(numbers.size()), numbers.data());
+    rec.setVal(0, "v", "", static_cast<int>(numbers.size()), numbers.data());
+    for (int precision : {0, 1, 6, 17, 40}) {
+        std::ostringstream out;
+        out.precision(precision);
+        out << rec;
+        std::string expected;
+        for (double d : numbers) {
+            char line[256];
+            std::snprintf(line, sizeof line, "%.*e, %.*e\r\n", precision, d, precision, d);
+            expected += line;
+        }
+        const std::string marker = "# [Data] \r\n";
+        const std::string text = out.str();
+        const std::string rows = text.substr(text.find(marker) + marker.size());
+        const auto mismatch = std::mismatch(rows.begin(), rows.end(), expected.begin(), expected.end());
+        ASSERT_TRUE(rows == expected) << "precision " << precision << ", first difference at \""
+                                      << std::string(mismatch.first, std::min(mismatch.first + 40, rows.end())) << "\"";
+    }
 }
 
 TEST(TextFormat, WriterRefusesRecordsItCannotWrite) {
