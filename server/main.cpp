@@ -87,6 +87,8 @@ int main(int argc, char** argv) {
     app.add_option("--explog", explogPath, "Experiment log (CSV with a header row, first column the shot)");
     app.add_option("--add-user", newUser, "Add or reset an account, reading its password from standard input");
     app.add_option("--threads", http.threads, "Worker threads")->capture_default_str()->check(CLI::Range(1, 256));
+    app.add_option("--timeout", http.timeoutSeconds, "Seconds to wait for each read or write of a connection")
+        ->capture_default_str()->check(CLI::Range(1, 3600));
     app.add_option("--session-timeout", idleSeconds, "Seconds after which an idle upload session is dropped")
         ->capture_default_str()->check(CLI::Range(1LL, 86400LL * 30));
     app.add_option("--max-sessions", uploads.maxSessions, "Open upload sessions at most")

@@ -27,7 +27,7 @@ void expectServing(const std::string& url) {
 }
 
 // Sends raw bytes over HTTP and returns the whole answer (the server closes after one request).
-std::string rawExchange(int port, const std::string& request) {
+std::string rawExchange(int port, const std::string& request, bool hangUp = false) {
     int fd = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in addr{};
     addr.sin_family = AF_INET;
@@ -35,7 +35,7 @@ std::string rawExchange(int port, const std::string& request) {
     addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     std::string answer;
     if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0 &&
-        send(fd, request.data(), request.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(request.size())) {
+        send(fd, request.data(), request.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(request.size()) && !hangUp) {
         char buf[4096];
         ssize_t n;
         while ((n = read(fd, buf, sizeof buf)) > 0) answer.append(buf, static_cast<size_t>(n));
@@ -148,6 +148,7 @@ TEST_F(FaultsTest, OversizeBlocksAndWrongLengthsLeaveNothingBehind) {
 }
 
 TEST_F(FaultsTest, MalformedRequestsGetAFaultAndTheServerGoesOn) {
+    start({"--timeout", "1"});  // some of these leave the parser waiting for input that never comes
     const std::vector<std::string> bodies = {
         "this is not xml",
         "<?xml version=\"1.0\"?><SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\">"
@@ -181,7 +182,7 @@ TEST_F(FaultsTest, AbandonedSessionsExpireWithoutATrace) {
     ASSERT_EQ(soap_call_ns__putData(c->soap(), c->url(), nullptr, session, bin, ret), 0);
     // A client that drops the connection in the middle of a block.
     std::string partial = post(std::string(4000, ' '));
-    rawExchange(server->port(), partial.substr(0, partial.size() - 1000));
+    rawExchange(server->port(), partial.substr(0, partial.size() - 1000), true);
     EXPECT_EQ(stagingFiles(), 1u);
     std::this_thread::sleep_for(std::chrono::milliseconds(2600));
     EXPECT_EQ(stagingFiles(), 0u);
