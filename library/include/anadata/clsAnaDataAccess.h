@@ -3,7 +3,9 @@
 #define ANADATA_CLSANADATAACCESS_H
 
 #include <string>
+#include <vector>
 
+#include "TavolenInfo.h"
 #include "anadata_export.h"
 #include "clsException.h"
 
@@ -76,7 +78,70 @@ public:
     static std::string getLimit();
     static std::string getBaseDir();
 
-    // The service operations are declared here as they are added.
+    // Service operations. Each one opens its own connection to `endpoint` (an empty endpoint
+    // makes the call fail like an unreachable service), uses `user` and `pass` where the
+    // service asks for credentials, and closes the connection before returning. A failing
+    // call has already printed the service's fault to standard error.
+    // Data operations return false on failure; the experiment-log and password operations
+    // throw clsException with the message "ERROR".
+
+    // Downloads the data set (diag, shot, subshot) into dir (null: "."). The archive goes
+    // to a fresh temporary file "tempXXXXXX" in dir and is removed before returning, on
+    // success and failure alike.
+    // When `file` is non-empty on entry it names the result: file becomes dir + "/" + file.
+    // Otherwise file becomes dir + "/" + the server's file name less its ".zip".
+    // keepArchive false: the archive's single entry is extracted into `file`.
+    // keepArchive true: the archive itself is moved to `file` when a name was given, and to
+    // the server's file name in the current directory (not in dir, while `file` still names
+    // dir + "/" + the shortened name) when none was.
+    // Returns false when the download failed (then no result file is written and `file` is
+    // unchanged); true otherwise: the extraction and move results are not checked.
+    bool Get(const char* diag, int shot, int subshot, std::string& file, const char* dir, bool keepArchive);
+
+    // Registers (uploads) the data file dir + "/" + file (file alone when dir is empty) as
+    // (diag, shot, subshot), replacing any earlier one; sub-shot 0 registers sub-shot 1.
+    // The file is zipped to "/tmp/" + file + ".zip", which is removed after the upload.
+    // Writes "summary=" + summary + newline to standard error on every call. `reserved` is
+    // not used. Returns the upload's result, or true without contacting the service when
+    // the archive cannot be written.
+    bool Regist(const char* dir, const char* file, const char* diag, int shot, int subshot, const char* reserved,
+                const char* summary);
+
+    // Deletes the registered data set (diag, shot, subshot). Returns false on failure.
+    bool Delete(const char* diag, int shot, int subshot);
+
+    // Appends to `out` the records of the named data sets with shots from lower to higher,
+    // the given sub-shot, registering account (userFilter) and at most `limit` rows, in the
+    // service's order; the arguments go to the service unchanged. `out` is not cleared;
+    // nothing is appended on failure. Returns false on failure.
+    bool Search(std::vector<std::string> diags, int lower, int higher, int subshot, const char* userFilter,
+                int limit, std::vector<TavolenInfo>& out);
+
+    // Appends every data name known to the service to `out`. Returns false on failure.
+    bool getDiagnostics(std::vector<std::string>& out);
+
+    // Appends the entry counts of data set diag from `shot` over `range` shots to `out`, one
+    // NumEntry {shot, count} per returned row. Returns false on failure.
+    bool getNumEntry(const char* diag, int shot, int range, std::vector<NumEntry>& out);
+
+    // Appends one DiagEntry {name, count} per registered data name to `out`. Returns false
+    // on failure.
+    bool getDiagEntry(std::vector<DiagEntry>& out);
+
+    // The experiment log's column names. Throws clsException("ERROR") on failure.
+    std::vector<std::string> getExplogColNames();
+
+    // The experiment-log row of `shot`, one text per column. Throws clsException("ERROR")
+    // on failure (also for an unknown shot).
+    std::vector<std::string> getExplogColValues(int shot);
+
+    // One column of the experiment-log row of `shot`. Throws clsException("ERROR") on
+    // failure (also for an unknown shot or column).
+    std::string getExplogColValue(int shot, const char* column);
+
+    // Changes the password of account `user` from oldpass to newpass. Does not change the
+    // process's own `pass`. Throws clsException("ERROR") on failure.
+    void changePassword(const char* user, const char* oldpass, const char* newpass);
 };
 
 }  // namespace qx
