@@ -168,6 +168,30 @@ TEST_F(FaultsTest, MalformedRequestsGetAFaultAndTheServerGoesOn) {
     expectServing(server->url());
 }
 
+TEST_F(FaultsTest, BlocksDecodeAcrossWhiteSpaceAndRefuseForeignCharacters) {
+    auto c = client();
+    char* session = nullptr;
+    ASSERT_EQ(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
+                                                         ServiceClient::record(s("b64"), 1, 1, 6), session), 0);
+    std::string key = session;
+    auto putData = [&](const std::string& base64) {
+        return rawExchange(server->port(),
+                           post("<?xml version=\"1.0\"?><SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/"
+                                "soap/envelope/\" xmlns:ns=\"" ANADATA_SERVICE_NAMESPACE "\"><SOAP-ENV:Body><ns:putData>"
+                                "<session>" + key + "</session><bin>" + base64 +
+                                "</bin></ns:putData></SOAP-ENV:Body></SOAP-ENV:Envelope>"));
+    };
+    for (const char* bad : {"YW&amp;Jj", "YWJj\x01", "YW<!-- x -->Jj"}) {
+        EXPECT_NE(putData(bad).find("Fault"), std::string::npos) << bad;
+    }
+    EXPECT_NE(putData("YWJj\r\n ZGVm\t").find("<ret>6</ret>"), std::string::npos);
+    int ret = 0;
+    ASSERT_EQ(soap_call_ns__endTavolenDataRegistration(c->soap(), c->url(), nullptr, s(key.c_str()), ret), 0) << c->fault();
+    std::string back;
+    ASSERT_EQ(c->download(s(c->pathOf("b64", 1, 1).c_str()), back), 0);
+    EXPECT_EQ(back, "abcdef");
+}
+
 TEST_F(FaultsTest, AbandonedSessionsExpireWithoutATrace) {
     start({"--session-timeout", "1"});
     auto c = client();
