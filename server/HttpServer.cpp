@@ -1,6 +1,8 @@
 // The listening socket and the bounded pool of worker threads that serve one request per connection.
 #include "HttpServer.h"
 
+#include <chrono>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -62,11 +64,18 @@ void HttpServer::configure(struct soap* s) const {
 }
 
 void HttpServer::run(const volatile std::sig_atomic_t& stop) {
-    for (int i = 0; i < limits_.threads; ++i) workers_.emplace_back([this] { work(); });
+    // Every worker has its own catalogue connection, opened here so that a failure ends the server.
+    std::vector<std::unique_ptr<Catalogue>> catalogues;
+    for (int i = 0; i < limits_.threads; ++i)
+        catalogues.push_back(std::make_unique<Catalogue>(service_.store.cataloguePath()));
+    for (auto& c : catalogues) workers_.emplace_back([this, cat = c.get()] { work(*cat); });
     const size_t queueLimit = static_cast<size_t>(limits_.threads) * 4;
     while (!stop) {
         SOAP_SOCKET sock = soap_accept(master_);
-        if (!soap_valid_socket(sock)) continue;  // time-out, signal or a failed accept
+        if (!soap_valid_socket(sock)) {  // time-out, signal or a failed accept (e.g. out of descriptors)
+            if (master_->errnum) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            continue;
+        }
         std::unique_lock<std::mutex> lock(mutex_);
         space_.wait(lock, [&] { return pending_.size() < queueLimit || stopping_; });
         pending_.push_back(sock);
@@ -160,8 +169,7 @@ void serveOne(struct soap* s, SOAP_SOCKET sock) {
 
 }  // namespace
 
-void HttpServer::work() {
-    Catalogue catalogue(service_.store.cataloguePath());
+void HttpServer::work(Catalogue& catalogue) {
     RequestContext context{&service_, &catalogue};
     struct soap* s = soap_new();
     if (!s) return;

@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+class Catalogue;
 struct Service;
 struct soap;
 
@@ -34,7 +35,7 @@ public:
     void run(const volatile std::sig_atomic_t& stop);
 
 private:
-    void work();
+    void work(Catalogue& catalogue);
     void configure(struct soap* s) const;
 
     Service& service_;
