@@ -1,0 +1,160 @@
+// The access object when the service is missing, silent, or breaks off: false or "ERROR", and no file left behind.
+#include <chrono>
+#include <functional>
+
+#include "ClientFixture.h"
+#include "FakeService.h"
+#include "anadata_util.h"
+#include "clsAnaDataAccess.h"
+
+namespace {
+
+using qx::clsAnaDataAccess;
+
+class FaultTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        token = "clientfault" + std::to_string(getpid());
+        work = dir.path();
+        name = token + ".dat";
+        writeFile(dir.file(name), "data\n");
+        writeFile(dir.file("keep.dat"), "user's own file\n");
+    }
+    void TearDown() override { expectNoLeftovers(token, work); }
+
+    void use(const std::string& url) { configureAccess(home, url, "alice", "wonder"); }
+
+    // Every operation fails: false from the data operations with nothing appended or
+    // written, "ERROR" from the others, and a printed fault for each.
+    void expectEveryOperationFails() {
+        clsAnaDataAccess access;
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(access.Regist(work.c_str(), name.c_str(), "d", 1, 1, nullptr, "s"));
+        std::string file = "keep.dat";
+        EXPECT_FALSE(access.Get("d", 1, 1, file, work.c_str(), false));
+        EXPECT_EQ(file, "keep.dat");
+        EXPECT_EQ(readFile(dir.file("keep.dat")), "user's own file\n");
+        EXPECT_FALSE(access.Delete("d", 1, 1));
+        std::vector<qx::TavolenInfo> rows(1);
+        EXPECT_FALSE(access.Search({"d"}, 0, 10, 0, "", 10, rows));
+        EXPECT_EQ(rows.size(), 1u);
+        std::vector<std::string> names;
+        EXPECT_FALSE(access.getDiagnostics(names));
+        std::vector<qx::NumEntry> counts;
+        EXPECT_FALSE(access.getNumEntry("d", 1, 1, counts));
+        std::vector<qx::DiagEntry> diags;
+        EXPECT_FALSE(access.getDiagEntry(diags));
+        EXPECT_TRUE(names.empty() && counts.empty() && diags.empty());
+        for (auto call : std::vector<std::function<void()>>{
+                 [&] { access.getExplogColNames(); }, [&] { access.getExplogColValues(1); },
+                 [&] { access.getExplogColValue(1, "gas"); }, [&] { access.changePassword("alice", "a", "b"); }}) {
+            try {
+                call();
+                ADD_FAILURE() << "no exception";
+            } catch (const qx::clsException& e) {
+                EXPECT_EQ(e.getMessage(), "ERROR");
+            }
+        }
+        std::string printed = testing::internal::GetCapturedStderr();
+        EXPECT_NE(printed.find("summary=s\n"), std::string::npos);
+        EXPECT_GE(countOf(printed, " fault "), 11u) << printed;
+    }
+
+    static size_t countOf(const std::string& text, const std::string& word) {
+        size_t n = 0;
+        for (size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) ++n;
+        return n;
+    }
+
+    TempDir dir, home;
+    std::string token, work, name;
+};
+
+TEST_F(FaultTest, NothingListeningOnTheEndpoint) {
+    int port;
+    {
+        FakeService probe([](const std::string&) { return FakeService::Answer{}; });
+        port = std::stoi(probe.url().substr(probe.url().rfind(':') + 1));
+    }
+    use("http://127.0.0.1:" + std::to_string(port) + "/");
+    expectEveryOperationFails();
+}
+
+TEST_F(FaultTest, EmptyEndpoint) {
+    use("");
+    expectEveryOperationFails();
+}
+
+TEST_F(FaultTest, EveryFaultOfTheServiceIsAFailure) {
+    FakeService service([](const std::string&) { return FakeService::fault("refused by test"); });
+    use(service.url());
+    expectEveryOperationFails();
+}
+
+TEST_F(FaultTest, AServerThatStopsAnsweringTimesOutAfterThirtySeconds) {
+    FakeService service([](const std::string&) { return FakeService::Answer{FakeService::Action::stall, ""}; });
+    use(service.url());
+    clsAnaDataAccess access;
+    std::string file;
+    auto start = std::chrono::steady_clock::now();
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(access.Get("d", 1, 1, file, work.c_str(), false));
+    EXPECT_NE(testing::internal::GetCapturedStderr().find(" fault "), std::string::npos);
+    auto waited = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_GE(waited, 29);
+    EXPECT_LE(waited, 40);
+}
+
+// A download that breaks off after its first block, by a dropped connection or a cut reply.
+FakeService::Answer breakingDownload(const std::string& request, bool cut) {
+    if (request.find("getTavolenDataPath") != std::string::npos)
+        return FakeService::response("getTavolenDataPath", "<path>/store/data/d@1-1.dat.zip</path>");
+    if (request.find("<pos>0</pos>") != std::string::npos)
+        return FakeService::response("getData", "<bin>" + std::string(1092268, 'A') + "</bin>");
+    std::string whole = FakeService::response("getData", "<bin>QUJD</bin>").bytes;
+    return {FakeService::Action::close, cut ? whole.substr(0, whole.size() - 40) : ""};
+}
+
+TEST_F(FaultTest, ABrokenDownloadLeavesNeitherArchiveNorResult) {
+    for (bool cut : {false, true}) {
+        for (bool keepArchive : {false, true}) {
+            SCOPED_TRACE(std::to_string(cut) + std::to_string(keepArchive));
+            FakeService service([cut](const std::string& r) { return breakingDownload(r, cut); });
+            use(service.url());
+            clsAnaDataAccess access;
+            std::string file = "result.dat";
+            testing::internal::CaptureStderr();
+            EXPECT_FALSE(access.Get("d", 1, 1, file, work.c_str(), keepArchive));
+            EXPECT_FALSE(testing::internal::GetCapturedStderr().empty());
+            EXPECT_EQ(file, "result.dat");
+            EXPECT_FALSE(std::filesystem::exists(dir.file("result.dat")));
+            EXPECT_EQ(service.requests().size(), 3u);
+        }
+    }
+}
+
+TEST_F(FaultTest, AnEmptyFirstBlockIsAnEmptyFile) {
+    FakeService service([](const std::string& request) {
+        if (request.find("getTavolenDataPath") != std::string::npos)
+            return FakeService::response("getTavolenDataPath", "<path>relative.zip</path>");
+        return FakeService::response("getData", "<bin></bin>");
+    });
+    use(service.url());
+    clsAnaDataAccess access;
+    std::string file = "empty.zip";
+    ASSERT_TRUE(access.Get("d", 1, 1, file, work.c_str(), true));
+    EXPECT_EQ(file, work + "/empty.zip");
+    EXPECT_TRUE(std::filesystem::exists(file));
+    EXPECT_EQ(std::filesystem::file_size(file), 0u);
+
+    // Extraction is not checked: an archive that does not unpack still counts as fetched.
+    file.clear();
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(access.Get("d", 1, 1, file, work.c_str(), false));
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("error -102 with zipfile in unzGetCurrentFileInfo"),
+              std::string::npos);
+    EXPECT_EQ(file, work + "/relative");
+    std::remove(file.c_str());
+}
+
+}  // namespace

@@ -1,0 +1,220 @@
+// What the access object puts on the wire, seen by a scripted listener: elements, order, blocks, connections.
+#include <random>
+
+#include "ClientFixture.h"
+#include "FakeService.h"
+#include "anadata_util.h"
+#include "clsAnaDataAccess.h"
+
+namespace {
+
+using qx::clsAnaDataAccess;
+
+// The element structure of a request body: "ns:op(a,b,c(item,item))".
+std::string skeleton(const std::string& request) {
+    size_t p = request.find("<SOAP-ENV:Body");
+    if (p == std::string::npos) return "no body";
+    p = request.find('>', p) + 1;
+    std::string out;
+    std::vector<bool> open;  // per open element: whether a child has been written
+    while ((p = request.find('<', p)) != std::string::npos) {
+        size_t end = request.find('>', p);
+        std::string tag = request.substr(p + 1, end - p - 1);
+        p = end + 1;
+        if (tag[0] == '/') {
+            if (open.empty()) break;
+            if (open.back()) out += ")";
+            open.pop_back();
+            continue;
+        }
+        if (!open.empty()) {
+            out += open.back() ? "," : "(";
+            open.back() = true;
+        }
+        out += tag.substr(0, tag.find_first_of(" /"));
+        if (tag.back() != '/') open.push_back(false);
+    }
+    return out;
+}
+
+// The text of the first element `name` in the request.
+std::string valueOf(const std::string& request, const std::string& name) {
+    size_t at = request.find("<" + name + ">");
+    if (at == std::string::npos) return "<absent>";
+    at += name.size() + 2;
+    return request.substr(at, request.find('<', at) - at);
+}
+
+std::string operationOf(const std::string& request) {
+    size_t at = request.find("<ns:", request.find("<SOAP-ENV:Body"));
+    return at == std::string::npos ? "" : request.substr(at + 4, request.find_first_of(" >", at) - at - 4);
+}
+
+// Answers every operation as a service that knows one data set would.
+FakeService::Answer answer(const std::string& request, const std::string& block) {
+    std::string op = operationOf(request);
+    if (op == "getTavolenDataPath") return FakeService::response(op, "<path>/srv/data/d@5-1.dat.zip</path>");
+    if (op == "getData")
+        return FakeService::response(op, "<bin>" + (valueOf(request, "pos") == "0" ? block : "") + "</bin>");
+    if (op == "getDiagnostics") return FakeService::response(op, "<diags><item>a</item><item>b c</item></diags>");
+    if (op == "getNumEntry") return FakeService::response(op, "<ary><item><no>5</no><sum>2</sum></item></ary>");
+    if (op == "getDiagEntry")
+        return FakeService::response(op, "<ary><item><diagnostics>d</diagnostics><sum>3</sum></item></ary>");
+    if (op == "listTavolenInfo")
+        return FakeService::response(
+            op, "<ary><item><diagnostics>d</diagnostics><server>h</server><directory>/x</directory>"
+                "<filename>f.zip</filename><filedate>2024-01-02 03:04:05</filedate><userid>u</userid>"
+                "<summary>s &amp; t</summary><shotno>5</shotno><subshotno>1</subshotno><filelen>99</filelen>"
+                "</item></ary>");
+    if (op == "beginTavolenDataRegistration") return FakeService::response(op, "<session>S-1</session>");
+    if (op == "getExplogColumnNames") return FakeService::response(op, "<name><item>shot</item></name>");
+    if (op == "getExplogColumnValues") return FakeService::response(op, "<values><item>7</item></values>");
+    if (op == "getExplogColumnValue") return FakeService::response(op, "<value>H2</value>");
+    return FakeService::response(op, "<ret>0</ret>");
+}
+
+class WireTest : public ::testing::Test {
+protected:
+    void SetUp() override { token = "clientwire" + std::to_string(getpid()); }
+    void TearDown() override { expectNoLeftovers(token, dir.path()); }
+
+    std::string findRequest(FakeService& service, const std::string& op) {
+        for (const auto& r : service.requests())
+            if (operationOf(r) == op) return r;
+        ADD_FAILURE() << "no request " << op;
+        return "";
+    }
+
+    TempDir dir, home;
+    std::string token;
+};
+
+TEST_F(WireTest, EveryOperationSendsTheContractsElementsInOrder) {
+    FakeService service([](const std::string& r) { return answer(r, "QUJD"); });
+    configureAccess(home, service.url(), "alice", "wonder");
+    clsAnaDataAccess access;
+    std::string name = token + ".dat";
+    writeFile(dir.file(name), "abc\n");
+
+    testing::internal::CaptureStderr();
+    ASSERT_TRUE(access.Regist(dir.path().c_str(), name.c_str(), "d", 5, 0, nullptr, "sum"));
+    testing::internal::GetCapturedStderr();
+    std::string file = "got.zip";
+    ASSERT_TRUE(access.Get("d", 5, 1, file, dir.path().c_str(), true));
+    EXPECT_EQ(readFile(file), "ABC");
+    ASSERT_TRUE(access.Delete("d", 5, 1));
+    std::vector<qx::TavolenInfo> rows;
+    ASSERT_TRUE(access.Search({"d", "e"}, 1, 9, 2, "bob", 50, rows));
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0].summary, "s & t");
+    EXPECT_EQ(rows[0].filedate, "2024-01-02 03:04:05");
+    EXPECT_EQ(rows[0].filelen, 99);
+    std::vector<std::string> names;
+    ASSERT_TRUE(access.getDiagnostics(names));
+    EXPECT_EQ(names, (std::vector<std::string>{"a", "b c"}));
+    std::vector<qx::NumEntry> counts;
+    ASSERT_TRUE(access.getNumEntry("d", 5, 3, counts));
+    ASSERT_EQ(counts.size(), 1u);
+    EXPECT_EQ(counts[0].no * 10 + counts[0].sum, 52);
+    std::vector<qx::DiagEntry> diags;
+    ASSERT_TRUE(access.getDiagEntry(diags));
+    ASSERT_EQ(diags.size(), 1u);
+    EXPECT_EQ(diags[0].diagnostics + std::to_string(diags[0].sum), "d3");
+    EXPECT_EQ(access.getExplogColNames(), std::vector<std::string>{"shot"});
+    EXPECT_EQ(access.getExplogColValues(7), std::vector<std::string>{"7"});
+    EXPECT_EQ(access.getExplogColValue(7, "gas"), "H2");
+    access.changePassword("carol", "old", "new");
+
+    const std::vector<std::pair<std::string, std::string>> expected{
+        {"beginTavolenDataRegistration",
+         "ns:beginTavolenDataRegistration(user,password,replace,info(diagnostics,filename,filedate,userid,summary,"
+         "shotno,subshotno,filelen))"},
+        {"putData", "ns:putData(session,bin)"},
+        {"endTavolenDataRegistration", "ns:endTavolenDataRegistration(session)"},
+        {"getTavolenDataPath", "ns:getTavolenDataPath(diag,shot,sub)"},
+        {"getData", "ns:getData(path,pos,size)"},
+        {"delTavolenData", "ns:delTavolenData(user,password,diag,shot,sub)"},
+        {"listTavolenInfo", "ns:listTavolenInfo(diags(item,item),lower,higher,subshot,user,limit)"},
+        {"getDiagnostics", "ns:getDiagnostics"},
+        {"getNumEntry", "ns:getNumEntry(diag,shot,range)"},
+        {"getDiagEntry", "ns:getDiagEntry"},
+        {"getExplogColumnNames", "ns:getExplogColumnNames"},
+        {"getExplogColumnValues", "ns:getExplogColumnValues(shotNo)"},
+        {"getExplogColumnValue", "ns:getExplogColumnValue(shotNo,name)"},
+        {"changePassword", "ns:changePassword(user,oldpass,newpass)"}};
+    for (const auto& [op, shape] : expected) {
+        std::string r = findRequest(service, op);
+        EXPECT_EQ(skeleton(r), shape) << r;
+        EXPECT_EQ(r.rfind("POST / HTTP/1.1\r\n", 0), 0u) << op;
+        EXPECT_EQ(r.find("SOAPAction:"), std::string::npos) << op;  // no action is given
+        EXPECT_NE(r.find("xmlns:ns=\"" SERVICE_NAMESPACE "\""), std::string::npos) << op;
+        EXPECT_EQ(r.find("xsi:type"), std::string::npos) << op;
+        EXPECT_EQ(r.find("SOAP-ENV:Header"), std::string::npos) << op;
+        EXPECT_EQ(r.find("href="), std::string::npos) << op;
+    }
+    EXPECT_EQ(service.requests().size(), expected.size() + 1);  // the download's closing empty block
+
+    std::string begin = findRequest(service, "beginTavolenDataRegistration");
+    EXPECT_EQ(valueOf(begin, "user") + valueOf(begin, "password"), "alicewonder");
+    EXPECT_EQ(valueOf(begin, "replace"), "true");
+    EXPECT_EQ(valueOf(begin, "filename"), name + ".zip");
+    EXPECT_EQ(valueOf(begin, "summary"), "sum");
+    EXPECT_EQ(valueOf(begin, "subshotno"), "1");
+    EXPECT_EQ(valueOf(begin, "userid"), "alice");
+    EXPECT_EQ(valueOf(begin, "filedate").size(), 19u);
+    std::string list = findRequest(service, "listTavolenInfo");
+    EXPECT_EQ(valueOf(list, "lower") + valueOf(list, "higher") + valueOf(list, "subshot") + valueOf(list, "user") +
+                  valueOf(list, "limit"),
+              "192bob50");
+    std::string get = findRequest(service, "getData");
+    EXPECT_EQ(valueOf(get, "path") + "|" + valueOf(get, "pos") + "|" + valueOf(get, "size"),
+              "/srv/data/d@5-1.dat.zip|0|819200");
+    EXPECT_EQ(valueOf(findRequest(service, "changePassword"), "user"), "carol");
+}
+
+size_t decodedSize(const std::string& base64) {
+    return base64.size() / 4 * 3 - (base64.size() - base64.find_last_not_of('=') - 1);
+}
+
+TEST_F(WireTest, TransfersMoveFullBlocksAndTheRestOverOneConnectionEach) {
+    // The listener keeps the uploaded blocks as they came and hands them back by offset.
+    std::vector<std::string> blocks;
+    FakeService service([&](const std::string& r) {
+        if (operationOf(r) == "putData") blocks.push_back(valueOf(r, "bin"));
+        if (operationOf(r) != "getData") return answer(r, "");
+        std::string text;
+        for (size_t i = 0, at = 0; i < blocks.size() && text.empty(); at += decodedSize(blocks[i++]))
+            if (std::to_string(at) == valueOf(r, "pos")) text = blocks[i];
+        return FakeService::response("getData", "<bin>" + text + "</bin>");
+    });
+    configureAccess(home, service.url(), "alice", "wonder");
+    std::string name = token + ".dat", data(2 * 819200 - 150, '\0');
+    std::mt19937 gen(9);
+    for (auto& c : data) c = static_cast<char>(gen());  // incompressible: the archive is a bit larger
+    writeFile(dir.file(name), data);
+
+    clsAnaDataAccess access;
+    testing::internal::CaptureStderr();
+    ASSERT_TRUE(access.Regist(dir.path().c_str(), name.c_str(), "d", 5, 2, nullptr, ""));
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(service.connections(), 1);
+    std::string file = "back.zip";
+    ASSERT_TRUE(access.Get("d", 5, 2, file, dir.path().c_str(), true));
+    EXPECT_EQ(service.connections(), 2);
+
+    size_t archive = std::filesystem::file_size(file);
+    ASSERT_EQ(blocks.size(), 3u);
+    EXPECT_EQ(decodedSize(blocks[0]) + decodedSize(blocks[1]), 2u * 819200);
+    EXPECT_EQ(decodedSize(blocks[2]), archive - 2 * 819200);
+    std::vector<std::string> ops;
+    for (const auto& r : service.requests()) ops.push_back(operationOf(r) + valueOf(r, "pos"));
+    EXPECT_EQ(ops, (std::vector<std::string>{"beginTavolenDataRegistration<absent>", "putData<absent>",
+                                             "putData<absent>", "putData<absent>", "endTavolenDataRegistration<absent>",
+                                             "getTavolenDataPath<absent>", "getData0", "getData819200",
+                                             "getData1638400", "getData" + std::to_string(archive)}));
+    EXPECT_EQ(std::stoul(valueOf(service.requests()[0], "filelen")), archive);
+    ASSERT_EQ(qx::unzip(file, dir.file("back.dat")), 0);
+    EXPECT_TRUE(readFile(dir.file("back.dat")) == data);
+}
+
+}  // namespace
