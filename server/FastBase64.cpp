@@ -18,7 +18,8 @@ struct Table {
         std::memset(value, -1, sizeof value);
         const char* alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
         for (int i = 0; i < 64; ++i) value[static_cast<unsigned char>(alphabet[i])] = static_cast<signed char>(i);
-        for (unsigned char c : {' ', '\t', '\r', '\n', '='}) value[c] = -2;
+        for (unsigned char c : {' ', '\t', '\r', '\n'}) value[c] = -2;
+        value[static_cast<unsigned char>('=')] = -4;
         value[static_cast<unsigned char>('<')] = -3;
     }
 };
@@ -36,13 +37,14 @@ unsigned char* soap_getbase64(struct soap* soap, int* n, int /*malloc_flag*/) {
     out.clear();
     unsigned int acc = 0;
     int bits = 0;
+    bool padded = false;  // after '=' only more '=' and white space may come
     if (n) *n = 0;
 
     // The parser may hold one character back; the closing '<' left there means empty content.
     if (soap->ahead) {
         soap_wchar c = soap->ahead;
         if (c == kLessThan || c == kEndTagStart || c == '<') goto finish;
-        if (c < 0 || c > 255 || table.value[c] < -2) {
+        if (c < 0 || c > 255 || table.value[c] < -2 || c == '=') {
             soap->error = SOAP_TYPE;
             return nullptr;
         }
@@ -66,7 +68,7 @@ unsigned char* soap_getbase64(struct soap* soap, int* n, int /*malloc_flag*/) {
         unsigned char* o = out.data() + used;
         for (; p < end; ++p) {
             int v = table.value[*p];
-            if (v >= 0) {
+            if (v >= 0 && !padded) {
                 acc = (acc << 6) | static_cast<unsigned int>(v);
                 bits += 6;
                 if (bits >= 8) {
@@ -83,6 +85,8 @@ unsigned char* soap_getbase64(struct soap* soap, int* n, int /*malloc_flag*/) {
                     return nullptr;
                 }
                 goto finish;
+            } else if (v == -4) {
+                padded = true;
             } else if (v != -2) {
                 soap->bufidx = static_cast<size_t>(p - begin);
                 soap->error = SOAP_TYPE;

@@ -181,7 +181,7 @@ TEST_F(FaultsTest, BlocksDecodeAcrossWhiteSpaceAndRefuseForeignCharacters) {
                                 "<session>" + key + "</session><bin>" + base64 +
                                 "</bin></ns:putData></SOAP-ENV:Body></SOAP-ENV:Envelope>"));
     };
-    for (const char* bad : {"YW&amp;Jj", "YWJj\x01", "YW<!-- x -->Jj"}) {
+    for (const char* bad : {"YW&amp;Jj", "YWJj\x01", "YW<!-- x -->Jj", "YQ==YQ=="}) {
         EXPECT_NE(putData(bad).find("Fault"), std::string::npos) << bad;
     }
     EXPECT_NE(putData("YWJj\r\n ZGVm\t").find("<ret>6</ret>"), std::string::npos);
