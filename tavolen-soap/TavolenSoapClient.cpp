@@ -66,6 +66,9 @@ TavolenSoapClient::TavolenSoapClient(const char* url)
     soap.recv_timeout = 30;
     // A server that hangs up mid-request must give a failed call, not a SIGPIPE.
     soap.socket_flags = MSG_NOSIGNAL;
+    // A reply is at most one block (about 1.1 MB as base64) or one result list; a service
+    // that sends more than this is not believed, rather than buffered without bound.
+    soap.recv_maxlength = MAX_REPLY_BYTES;
 }
 
 TavolenSoapClient::~TavolenSoapClient() {

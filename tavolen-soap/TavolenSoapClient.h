@@ -19,6 +19,8 @@ class TavolenSoapClient {
 public:
     // Block size of both transfers.
     static constexpr int BLOCK_SIZE = 819200;
+    // Largest reply accepted; a longer one fails the call.
+    static constexpr unsigned long MAX_REPLY_BYTES = 256ul << 20;
     // An empty string that nothing in the library reads.
     static std::string IGNORE;
 

@@ -1,0 +1,73 @@
+// TavolenSoapClient on its own against a scripted listener: the quirks of its transfers.
+#include "TavolenSoapClient.h"
+
+#include "ClientFixture.h"
+#include "FakeService.h"
+
+namespace {
+
+std::string operationOf(const std::string& request) {
+    size_t at = request.find("<ns:", request.find("<SOAP-ENV:Body"));
+    return at == std::string::npos ? "" : request.substr(at + 4, request.find_first_of(" >", at) - at - 4);
+}
+
+FakeService::Answer answer(const std::string& request) {
+    std::string op = operationOf(request);
+    if (op == "beginTavolenDataRegistration") return FakeService::response(op, "<session>S</session>");
+    if (op == "getTavolenDataPath") return FakeService::response(op, "<path>/srv/data/base.zip</path>");
+    if (op == "getData") {
+        bool first = request.find("<pos>0</pos>") != std::string::npos;
+        return FakeService::response(op, first ? "<bin>QUI=</bin>" : "<bin/>");
+    }
+    return FakeService::response(op, "<ret>7</ret>");  // a "ret" the client does not judge
+}
+
+class SoapClientTest : public ::testing::Test {
+protected:
+    void SetUp() override { oldCwd = std::filesystem::current_path(); }
+    void TearDown() override { std::filesystem::current_path(oldCwd); }
+    std::vector<std::string> operations() {
+        std::vector<std::string> ops;
+        for (const auto& r : service.requests()) ops.push_back(operationOf(r));
+        return ops;
+    }
+    TempDir dir;
+    FakeService service{answer};
+    TavolenSoapClient client{service.url().c_str()};
+    std::filesystem::path oldCwd;
+};
+
+TEST_F(SoapClientTest, UploadOfAMissingFileSaysSoAndCallsNothing) {
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(client.putData("u", "p", dir.path().c_str(), "absent.zip", "d", 1, 1, "s"));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "file doesn't exit\n");
+    EXPECT_TRUE(service.requests().empty());
+    EXPECT_EQ(TavolenSoapClient::IGNORE, "");
+}
+
+TEST_F(SoapClientTest, UploadOfAnEmptyFileIsBeginAndEnd) {
+    writeFile(dir.file("empty.zip"), "");
+    EXPECT_TRUE(client.putData("u", "p", dir.path().c_str(), "empty.zip", "d", 1, 0, "s"));
+    EXPECT_EQ(operations(), (std::vector<std::string>{"beginTavolenDataRegistration", "endTavolenDataRegistration"}));
+    EXPECT_NE(service.requests()[0].find("<filelen>0</filelen><"), std::string::npos);
+    EXPECT_NE(service.requests()[0].find("<subshotno>0</subshotno>"), std::string::npos);  // sent as given
+}
+
+TEST_F(SoapClientTest, DownloadTargetsAndTheUntruncatedFile) {
+    std::filesystem::current_path(dir.path());
+    std::filesystem::create_directories(dir.file("sub"));
+    std::string file;
+    // No local name: the server's base name in the current directory, the directory unused.
+    ASSERT_TRUE(client.getData("d", 1, 1, file, "sub", nullptr));
+    EXPECT_EQ(file, "base.zip");
+    EXPECT_EQ(readFile(dir.file("base.zip")), "AB");
+    EXPECT_FALSE(std::filesystem::exists(dir.file("sub/base.zip")));
+    // A local name without a directory: "./" + the name. An older, longer file keeps its tail.
+    writeFile(dir.file("local"), "0123456789");
+    ASSERT_TRUE(client.getData("d", 1, 1, file, nullptr, "local"));
+    EXPECT_EQ(readFile(dir.file("local")), "AB23456789");
+    ASSERT_TRUE(client.getData("d", 1, 1, file, "sub", "named"));
+    EXPECT_EQ(readFile(dir.file("sub/named")), "AB");
+}
+
+}  // namespace
