@@ -89,6 +89,9 @@ int main(int argc, char** argv) {
 
     std::printf("payload %.0f MB in blocks of 819200 bytes over loopback\n", mb);
     ServiceClient up(server.url());
+    // The first login of an account derives its PBKDF2 hash (tens of milliseconds); keep it out of the figures.
+    char warm[] = "warm-up";
+    up.upload("bench", "bench", ServiceClient::record(warm, 1, 1, 0), "x");
     Figures f = measure(server.pid(), [&] {
         if (up.upload("bench", "bench", ServiceClient::record(diag, 1, 1, 0), bytes)) std::printf("upload failed: %s\n", up.fault().c_str());
     });
@@ -146,7 +149,7 @@ int main(int argc, char** argv) {
     wall = seconds(t0);
     ServiceClient check(server.url());
     size_t listed = check.list({}, 2, 20, 0, nullptr, 0).size() + check.list({}, 1, 1, 0, nullptr, 0).size();
-    std::printf("8 clients x 20 data sets of 1 MB up and down: %.2f s, %d failed, %zu of 161 listed, server CPU %.2f s\n",
+    std::printf("8 clients x 20 data sets of 1 MB up and down: %.2f s, %d failed, %zu of 162 listed, server CPU %.2f s\n",
                 wall, failed.load(), listed, processCpu(server.pid()) - s0);
     return failed ? 1 : 0;
 }
