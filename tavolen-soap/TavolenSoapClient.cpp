@@ -13,6 +13,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "DataBlockReply.h"
+
 std::string TavolenSoapClient::IGNORE;
 
 namespace {
@@ -147,22 +149,21 @@ bool TavolenSoapClient::saveFile(const char* localPath, const char* serverPath) 
     int fd = open(localPath, O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
     if (fd < 0) return false;
     int position = 0;
+    std::vector<unsigned char> block;  // one buffer for every block, outside the context's memory
     for (;;) {
-        ns__Binary block;
-        if (!succeeded(&soap, soap_call_ns__getData(&soap, endpoint, nullptr, text(serverPath), position, BLOCK_SIZE,
-                                                    block))) {
+        int status = soap_send_ns__getData(&soap, endpoint, nullptr, text(serverPath), position, BLOCK_SIZE);
+        if (status == SOAP_OK) status = receiveDataBlock(&soap, block);
+        if (!succeeded(&soap, status)) {
             close(fd);
             return false;
         }
-        if (block.__size <= 0 || block.__ptr == nullptr) {
+        if (block.empty()) {
             close(fd);
             return true;
         }
-        ssize_t written = write(fd, block.__ptr, static_cast<size_t>(block.__size));
+        ssize_t written = write(fd, block.data(), block.size());
         (void)written;
-        position += block.__size;
-        // Each block is written out at once; keeping them in the context would hold the whole file.
-        soap_dealloc(&soap, block.__ptr);
+        position += static_cast<int>(block.size());
     }
 }
 

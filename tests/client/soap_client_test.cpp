@@ -70,4 +70,33 @@ TEST_F(SoapClientTest, DownloadTargetsAndTheUntruncatedFile) {
     EXPECT_EQ(readFile(dir.file("sub/named")), "AB");
 }
 
+TEST(DataBlockReply, DecodesEveryFormOfTheBlockTextAndRefusesBrokenOnes) {
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {"<bin>QUJD</bin>", "ABC"},
+        {"<bin>QQ==</bin>", "A"},
+        {"<bin>QUI=</bin>", "AB"},
+        {"<bin>QQ</bin>", "A"},  // padding may be left out
+        {"<bin>\n Q U\r\n JD\t</bin>", "ABC"},
+        {"<other>x</other><bin xsi:type=\"xsd:base64Binary\" xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\""
+         " xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\">/+/+</bin>", "\xff\xef\xfe"},
+        {"<bin>Q</bin>", "fails"},
+        {"<bin>QQ==QQ==</bin>", "fails"},
+        {"<bin>QU&#74;D</bin>", "fails"},
+        {"<bin>QU*D</bin>", "fails"}};
+    for (const auto& [reply, bytes] : cases) {
+        SCOPED_TRACE(reply);
+        FakeService service([&, reply = reply](const std::string& r) {
+            if (operationOf(r) == "getTavolenDataPath") return answer(r);
+            return FakeService::response("getData", r.find("<pos>0<") != std::string::npos ? reply : "<bin/>");
+        });
+        TavolenSoapClient client(service.url().c_str());
+        TempDir dir;
+        std::string file;
+        testing::internal::CaptureStderr();
+        bool ok = client.getData("d", 1, 1, file, dir.path().c_str(), "out");
+        std::string printed = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(ok ? readFile(dir.file("out")) : "fails", bytes) << printed;
+    }
+}
+
 }  // namespace
