@@ -43,7 +43,8 @@ int decodeText(struct soap* soap, std::vector<unsigned char>& block) {
     }
     if (soap->ahead != 0) return soap->error = SOAP_TYPE;
     for (;;) {
-        if (soap->bufidx >= soap->buflen && soap_recv(soap)) return soap->error ? soap->error : (soap->error = SOAP_EOF);
+        if (soap->bufidx >= soap->buflen && soap_recv(soap))
+            return soap->error ? soap->error : (soap->error = SOAP_EOF);
         const unsigned char* begin = reinterpret_cast<const unsigned char*>(soap->buf);
         const unsigned char* p = begin + soap->bufidx;
         const unsigned char* end = begin + soap->buflen;

@@ -94,8 +94,9 @@ public:
     // keepArchive true: the archive itself is moved to `file` when a name was given, and to
     // the server's file name in the current directory (not in dir, while `file` still names
     // dir + "/" + the shortened name) when none was.
-    // Returns false when the download failed (then no result file is written and `file` is
-    // unchanged); true otherwise: the extraction and move results are not checked.
+    // Returns false when the temporary file cannot be created in dir or the download failed
+    // (then no result file is written and `file` is unchanged); true otherwise: the
+    // extraction and move results are not checked.
     bool Get(const char* diag, int shot, int subshot, std::string& file, const char* dir, bool keepArchive);
 
     // Registers (uploads) the data file dir + "/" + file (file alone when dir is empty) as
