@@ -16,6 +16,27 @@ namespace {
 
 constexpr std::size_t initialRows = 4096;
 
+// One piece as atof reads it. Fast path for the usual "<blanks>[-]digits..." piece;
+// everything else (other white space, '+', hex, inf/nan, out-of-range numbers) goes through
+// the general parser. *end is where the number ended, or the next comma after a fallback.
+inline double parsePiece(const char* p, const char* last, const char** end) {
+    const char* q = p;
+    while (q < last && *q == ' ') ++q;
+    const char* digits = q < last && *q == '-' ? q + 1 : q;
+    if (digits < last && ((*digits >= '0' && *digits <= '9') || *digits == '.')) {
+        double value = 0.0;
+        const std::from_chars_result result = std::from_chars(q, last, value);
+        if (result.ec == std::errc() && (result.ptr == last || (*result.ptr != 'x' && *result.ptr != 'X'))) {
+            *end = result.ptr;
+            return value;
+        }
+    }
+    const char* comma = static_cast<const char*>(std::memchr(p, ',', static_cast<std::size_t>(last - p)));
+    *end = comma != nullptr ? comma : last;
+    const char* next = nullptr;
+    return parseNumber(p, *end, &next);
+}
+
 }  // namespace
 
 DataBlockParser::DataBlockParser(const std::vector<int>& sizes, std::size_t dimColumns, std::size_t valColumns,
@@ -38,7 +59,8 @@ DataBlockParser::DataBlockParser(const std::vector<int>& sizes, std::size_t dimC
         return;
     }
     holder.dimVal.assign(dimColumns, 0.0);
-    holder.valVal.assign(valColumns, 0.0);
+    pendingFirst.assign(dimColumns, nullptr);
+    pendingLast.assign(dimColumns, nullptr);
 
     // Text of known length holds at least `total` bytes here: size every column once.
     const std::size_t start = knownBytes >= 0 ? static_cast<std::size_t>(total)
@@ -48,6 +70,7 @@ DataBlockParser::DataBlockParser(const std::vector<int>& sizes, std::size_t dimC
     for (Column& column : values) {
         column.data.reset(allocateColumn(start));
         column.capacity = start;
+        columnStarts.push_back(column.data.get());
     }
     coordinates.resize(sizes.size());
     strides.assign(sizes.size(), 1);
@@ -82,58 +105,66 @@ std::size_t DataBlockParser::feed(const char* data, std::size_t n, bool final) {
         storeRow();
         pos = static_cast<std::size_t>(last - data) + (newline != nullptr ? 1 : 0);
     }
+    // The caller may reuse the buffer: parse the coordinates that still point into it.
+    for (std::size_t d = 0; d < pendingFirst.size(); ++d) resolveCoordinate(d);
     return pos;
 }
 
+void DataBlockParser::resolveCoordinate(std::size_t d) {
+    if (pendingFirst[d] == nullptr) return;
+    const char* end = nullptr;
+    holder.dimVal[d] = parsePiece(pendingFirst[d], pendingLast[d], &end);
+    pendingFirst[d] = nullptr;
+}
+
 void DataBlockParser::parseLine(const char* first, const char* last) {
+    const auto row = static_cast<std::size_t>(rows);
+    if (row >= valueCapacity) {
+        for (Column& column : values) grow(column);
+        for (std::size_t v = 0; v < values.size(); ++v) columnStarts[v] = values[v].data.get();
+        valueCapacity = std::min<std::size_t>(static_cast<std::size_t>(total), valueCapacity * 2 + 1);
+    }
+    // Locals, so that the opaque from_chars call does not force the members to be reloaded.
     const std::size_t dimColumns = holder.dimVal.size();
-    const std::size_t columns = dimColumns + holder.valVal.size();
+    const std::size_t valColumns = values.size();
+    const std::size_t columns = dimColumns + valColumns;
+    const char** const pending = pendingFirst.data();
+    const char** const pendingEnds = pendingLast.data();
+    double* const* const valueColumns = columnStarts.data();
+    // Values go straight into their columns; the holder keeps only the coordinates.
     std::size_t c = 0;
     const char* p = first;
     // Pieces lie between commas; the piece after the last comma counts only when not empty.
     // Columns beyond the record's are ignored.
     while (p < last && c < columns) {
-        // Fast path for the usual "<blanks>[-]digits..." piece; everything else (other white
-        // space, '+', hex, inf/nan, out-of-range numbers) goes through the general parser.
-        const char* q = p;
-        while (q < last && *q == ' ') ++q;
-        const char* digits = q < last && *q == '-' ? q + 1 : q;
-        double value = 0.0;
-        const char* end = nullptr;
-        if (digits < last && ((*digits >= '0' && *digits <= '9') || *digits == '.')) {
-            const std::from_chars_result result = std::from_chars(q, last, value);
-            if (result.ec == std::errc() && (result.ptr == last || (*result.ptr != 'x' && *result.ptr != 'X'))) {
-                end = result.ptr;
-            }
-        }
-        if (end == nullptr) {
-            const char* comma = static_cast<const char*>(std::memchr(p, ',', static_cast<std::size_t>(last - p)));
-            end = comma != nullptr ? comma : last;
-            const char* next = nullptr;
-            value = parseNumber(p, end, &next);
-        }
         if (c < dimColumns) {
-            holder.dimVal[c] = value;
-        } else {
-            holder.valVal[c - dimColumns] = value;
+            // Coordinates matter only on the rows that start a line of the grid: remember
+            // where the piece is and parse it when (and if) it is needed.
+            const char* comma = static_cast<const char*>(std::memchr(p, ',', static_cast<std::size_t>(last - p)));
+            pending[c] = p;
+            pendingEnds[c] = comma != nullptr ? comma : last;
+            ++c;
+            if (comma == nullptr) break;
+            p = comma + 1;
+            continue;
         }
+        const char* end = nullptr;
+        valueColumns[c - dimColumns][row] = parsePiece(p, last, &end);
+        ++c;
         while (end < last && *end != ',') ++end;
         if (end == last) break;
         p = end + 1;
-        ++c;
+    }
+    // A short row keeps the previous row's numbers (0 before the first row) in its missing columns.
+    for (std::size_t v = c > dimColumns ? c - dimColumns : 0; v < valColumns; ++v) {
+        valueColumns[v][row] = row > 0 ? valueColumns[v][row - 1] : 0.0;
     }
 }
 
 void DataBlockParser::storeRow() {
-    const auto row = static_cast<std::size_t>(rows);
-    if (row >= valueCapacity) {
-        for (Column& column : values) grow(column);
-        valueCapacity = std::min<std::size_t>(static_cast<std::size_t>(total), valueCapacity * 2 + 1);
-    }
-    const double* held = holder.valVal.data();
-    for (std::size_t v = 0; v < values.size(); ++v) values[v].data[row] = held[v];
     for (std::size_t d = 0; d < coordinates.size(); ++d) {
         if (rows == nextCoordinateRow[d] && coordinatesTaken[d] < sizes[d]) {
+            if (d < pendingFirst.size()) resolveCoordinate(d);
             const double coordinate = d < holder.dimVal.size() ? holder.dimVal[d] : 0.0;
             Column& column = coordinates[d];
             const auto taken = static_cast<std::size_t>(coordinatesTaken[d]);

@@ -40,16 +40,22 @@ private:
 
     void parseLine(const char* first, const char* last);
     void storeRow();
+    void resolveCoordinate(std::size_t d);
     void grow(Column& column);
 
     std::vector<int> sizes;
     std::int64_t total;
     bool impossible;
     std::int64_t rows = 0;
-    // The row holder: a short row keeps the previous row's numbers in its missing columns.
+    // The row holder's coordinates; values are kept in their columns, whose previous row
+    // fills the missing columns of a short row.
     strDimVal holder;
     std::vector<Column> values;
     std::size_t valueCapacity = 0;
+    std::vector<double*> columnStarts;
+    // Text of each coordinate column's latest piece, not yet parsed (null when parsed).
+    std::vector<const char*> pendingFirst;
+    std::vector<const char*> pendingLast;
     std::vector<Column> coordinates;
     std::vector<std::int64_t> strides;
     std::vector<std::int64_t> nextCoordinateRow;

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <streambuf>
 #include <string>
@@ -113,4 +114,61 @@ TEST(HostileInput, WriterRefusesNegativeDimensionSizes) {
     rec.setVal(0, "v", "", 1, &one);
     std::ostringstream out;
     EXPECT_THROW(out << rec, qx::AnaDataException);
+}
+
+TEST(HostileInput, EmptyLineOnAGridCornerTakesThePreviousCoordinates) {
+    AnaData rec(2, 1);
+    qx::dimval_set(rec, "1,10,100\n1,20,200\n\n2,20,400\n", {2, 2}, {"a", "b"}, {"", ""}, {"v"}, {""});
+    EXPECT_EQ(rec.getDimData(0)[1], 1);
+    EXPECT_EQ(rec.getDimData(1)[1], 20);
+    EXPECT_EQ(rec.getValData(0)[2], 200);
+    EXPECT_EQ(rec.getValData(0)[3], 400);
+}
+
+// Blocks of several megabytes with empty and short lines scattered over them: reading through a
+// pipe (block by block) must give exactly what parsing the whole text at once gives.
+TEST(HostileInput, BlockBoundariesDoNotChangeWhatIsRead) {
+    const int rows = 300, cols = 1000;
+    std::mt19937 random(11);
+    std::string data;
+    for (int r = 0; r < rows; ++r) {
+        for (int c = 0; c < cols; ++c) {
+            const unsigned roll = random() % 50;
+            if (roll == 0) {
+                data += "\r\n";
+            } else if (roll == 1) {
+                data += std::to_string(r) + "\r\n";
+            } else {
+                data += std::to_string(r) + ".5, " + std::to_string(c) + "e-3, " + std::to_string(random()) + ", 7\r\n";
+            }
+        }
+    }
+    AnaData whole(2, 1);
+    qx::dimval_set(whole, data, {rows, cols}, {"Time", "R"}, {"s", "m"}, {"Te"}, {"keV"});
+    PipeBuffer pipe(headerWithSizes(std::to_string(rows) + ", " + std::to_string(cols)) + data);
+    std::istream piped(&pipe);
+    AnaData streamed;
+    piped >> streamed;
+    for (int d = 0; d < 2; ++d) {
+        ASSERT_EQ(std::memcmp(whole.getDimData(d), streamed.getDimData(d), sizeof(double) * (d == 0 ? rows : cols)), 0);
+    }
+    EXPECT_EQ(std::memcmp(whole.getValData(0), streamed.getValData(0), sizeof(double) * rows * cols), 0);
+}
+
+// The reader parses coordinates lazily; one whose text sits at the very end of a 1 MiB block
+// must be taken before the block is reused, or an empty line opening the next block would copy
+// whatever text has moved there since.
+TEST(HostileInput, CoordinateFromThePreviousBlockSurvivesTheRefill) {
+    const int half = (1 << 20) / 16;
+    std::string data;
+    for (int i = 0; i < half; ++i) data += "1,2,3.000000000\n";  // 16 bytes each: exactly one block
+    data += "\n";
+    for (int i = 1; i < half; ++i) data += "9,9,9.000000000\n";
+    PipeBuffer pipe(headerWithSizes("2, " + std::to_string(half)) + data);
+    std::istream piped(&pipe);
+    AnaData rec;
+    piped >> rec;
+    EXPECT_EQ(rec.getDimData(0)[0], 1);
+    EXPECT_EQ(rec.getDimData(0)[1], 1);
+    EXPECT_EQ(rec.getValData(0)[half], 3);
 }
