@@ -68,6 +68,18 @@ public:
         return {Action::reply, http("<ns:" + op + "Response>" + inner + "</ns:" + op + "Response>")};
     }
 
+    // The operation name of a request ("getData"), and the text of its first element `name`.
+    static std::string operationOf(const std::string& request) {
+        size_t at = request.find("<ns:", request.find("<SOAP-ENV:Body"));
+        return at == std::string::npos ? "" : request.substr(at + 4, request.find_first_of(" >", at) - at - 4);
+    }
+    static std::string valueOf(const std::string& request, const std::string& name) {
+        size_t at = request.find("<" + name + ">");
+        if (at == std::string::npos) return "<absent>";
+        at += name.size() + 2;
+        return request.substr(at, request.find('<', at) - at);
+    }
+
 private:
     void run() {
         while (!stop_) {

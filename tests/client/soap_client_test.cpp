@@ -6,10 +6,7 @@
 
 namespace {
 
-std::string operationOf(const std::string& request) {
-    size_t at = request.find("<ns:", request.find("<SOAP-ENV:Body"));
-    return at == std::string::npos ? "" : request.substr(at + 4, request.find_first_of(" >", at) - at - 4);
-}
+const auto operationOf = &FakeService::operationOf;
 
 FakeService::Answer answer(const std::string& request) {
     std::string op = operationOf(request);
