@@ -1,6 +1,7 @@
 // The dump format: exact bytes, round trips, format detection and refusal of damaged images.
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <functional>
 #include <map>
 #include <sstream>
@@ -97,6 +98,10 @@ TEST(DumpFormat, CheckHeaderTellsFormatsApartAndRewinds) {
     std::istream piped(&pipe);
     EXPECT_EQ(AnaData::checkHeader(piped), 0);
     EXPECT_EQ(piped.get(), '#');
+    // A file that never opened stays failed, so callers still see the stream failure.
+    std::ifstream missing("/nonexistent/anadata-record-test");
+    EXPECT_EQ(AnaData::checkHeader(missing), 2);
+    EXPECT_TRUE(missing.fail());
     std::istringstream text2(exampleText());
     EXPECT_THROW(AnaData::restore(text2), qx::AnaDataException);
 }
