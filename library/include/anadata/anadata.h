@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "TavolenInfo.h"
 #include "anadata_export.h"
 #include "clsException.h"
 
@@ -146,6 +147,39 @@ public:
     // Reads a dumped record. Throws "It doesn't seem like an AnaData file." on a wrong magic
     // number. A truncated or corrupt image leaves the stream failed; check it afterwards.
     static AnaData restore(std::istream& is);
+
+    // --- Operations on the analysed-data service (settings from the settings file) ---
+
+    // Fetches the data set (diag, shot, subshot) through a temporary file in "/tmp" and returns
+    // it as a new record; the temporary file is removed. Throws AnaDataException "Not found."
+    // when the download fails; a downloaded file that cannot be opened gives a default record.
+    // With keepArchive true the reader meets the zip archive itself (callers pass false).
+    static AnaData retrieve(const char* diag, int shot, int subshot, bool keepArchive);
+    // Registers the existing data file `path` under (diag, shot, subshot) with the account
+    // user/pass (null reads as empty), which replaces the configured account for the rest of
+    // the process. Its header summary travels as the registration summary. Throws
+    // AnaDataException "Data File Error" when the header cannot be read (see getSummary) and
+    // "Registration Failed\n" when the service refuses or the transfer fails.
+    static void regist(const char* diag, int shot, int subshot, const char* path,
+                       const char* user, const char* pass);
+    // Registers this record with the configured account: writes it in the text format to
+    // "/tmp/<name>@<shot>[-<subshot>].dat", prints "ok" (or "false" when that file cannot be
+    // created) on standard output, uploads it and removes the file. Returns true when the
+    // service accepted it. Never throws AnaDataException.
+    bool regist();
+    // Deletes the data set with the account user/pass (kept for the rest of the process).
+    // Throws AnaDataException "Not found." when the service does not delete it.
+    static void erase(const char* diag, int shot, int subshot, const char* user,
+                      const char* pass);
+    // Searches the catalogue (arguments as clsAnaDataAccess::Search) and appends the hits to
+    // out. Throws AnaDataException "Not found." when the search fails.
+    static void search(std::vector<std::string> diags, int lower, int higher, int subshot,
+                       const char* userFilter, int limit, std::vector<TavolenInfo>& out);
+    // Fetches the data file to `path` (null: the current directory under the service's file
+    // name). Throws AnaDataException "Not found." when the download fails and
+    // "File Cannot Movie." when the file cannot be moved to path.
+    static void getFile(const char* diag, int shot, int subshot, const char* path,
+                        bool keepArchive);
 
 private:
     friend struct RecordAccess;
