@@ -1,0 +1,70 @@
+// Registers the sample data set "sample", shot 1234, sub-shot 1 on the service named in the settings.
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <unistd.h>
+
+#include "anadata.h"
+#include "anadata_util.h"
+#include "clsAnaDataAccess.h"
+
+namespace {
+
+// Five times by three channels; signal = time * (channel + 1), noise = channel / 100.
+qx::AnaData sampleRecord() {
+    const int times = 5;
+    const int channels = 3;
+    double time[times];
+    double channel[channels];
+    double signal[times * channels];
+    double noise[times * channels];
+    for (int t = 0; t < times; ++t) time[t] = 0.001 * t;
+    for (int c = 0; c < channels; ++c) channel[c] = c;
+    for (int t = 0; t < times; ++t)
+        for (int c = 0; c < channels; ++c) {
+            signal[t * channels + c] = time[t] * (c + 1);
+            noise[t * channels + c] = c / 100.0;
+        }
+    qx::AnaData rec(2, 2);
+    rec.setDiagnostics("sample");
+    rec.setShotNo(1234);
+    rec.setSubNo(1);
+    rec.setDate("03/07/2009 14:05");
+    rec.addComment("sample data set of the test service");
+    rec.setDim(0, "time", "s", times, time);
+    rec.setDim(1, "channel", "", channels, channel);
+    rec.setVal(0, "signal", "V", times * channels, signal);
+    rec.setVal(1, "noise", "V", times * channels, noise);
+    return rec;
+}
+
+}  // namespace
+
+int main() {
+    char dirTemplate[] = "/tmp/anadata-sampleXXXXXX";
+    if (!mkdtemp(dirTemplate)) {
+        std::perror("seed_sample: mkdtemp");
+        return 1;
+    }
+    const std::string dir = dirTemplate;
+    const std::string file = "sample@1234-1.dat";
+    const std::string path = dir + "/" + file;
+    bool ok = false;
+    try {
+        {
+            std::ofstream out(path, std::ios::binary | std::ios::trunc);
+            out << sampleRecord();
+            out.close();
+            if (!out) throw qx::AnaDataException("cannot write " + path);
+        }
+        qx::clsAnaDataAccess access;
+        ok = access.Regist(dir.c_str(), file.c_str(), "sample", 1234, 1, "", "sample data set");
+    } catch (const qx::clsException& e) {
+        std::fprintf(stderr, "seed_sample: %s\n", e.getMessage().c_str());
+    }
+    std::remove(path.c_str());
+    rmdir(dir.c_str());
+    if (!ok) std::fprintf(stderr, "seed_sample: registration of sample 1234/1 failed\n");
+    return ok ? 0 : 1;
+}

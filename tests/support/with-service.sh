@@ -1,0 +1,83 @@
+#!/bin/sh
+# Runs one command against a fresh reference service: temporary store, account, settings, sample data set.
+#
+#   with-service.sh SERVER_PROGRAM SEED_PROGRAM -- COMMAND [ARGS...]
+#
+# The service listens on 127.0.0.1 on a free port with the account "analyst"/"secret" and an
+# experiment log for shots 1234 and 1235. SEED_PROGRAM registers the sample data set, then COMMAND
+# runs in an empty working directory with CLIENT_INI2 and HOME pointing at the settings, and
+# ANADATA_TEST_ENDPOINT / ANADATA_TEST_STORE set. Everything is stopped and removed afterwards;
+# the exit status is COMMAND's (or 125 when the service could not be set up).
+set -u
+
+if [ $# -lt 4 ] || [ "$3" != "--" ]; then
+    echo "usage: $0 SERVER_PROGRAM SEED_PROGRAM -- COMMAND [ARGS...]" >&2
+    exit 125
+fi
+server=$1
+seed=$2
+shift 3
+case "$server" in /*) ;; *) server="$PWD/$server" ;; esac
+case "$seed" in /*) ;; *) seed="$PWD/$seed" ;; esac
+
+top=$(mktemp -d "${TMPDIR:-/tmp}/anadata-service.XXXXXX") || exit 125
+server_pid=
+cleanup() {
+    if [ -n "$server_pid" ]; then
+        kill "$server_pid" 2>/dev/null
+        wait "$server_pid" 2>/dev/null
+    fi
+    rm -rf "$top"
+}
+trap cleanup EXIT
+trap 'exit 130' INT TERM
+
+mkdir "$top/work" "$top/home"
+printf 'shotno,date,energy\n1234,2009/03/07,1.5\n1235,2009/03/08,2.5\n' >"$top/explog.csv"
+echo secret | "$server" --store "$top/store" --add-user analyst >/dev/null || {
+    echo "with-service: could not add the test account" >&2
+    exit 125
+}
+
+# The server announces its address on the first line of standard output.
+"$server" --store "$top/store" --bind 127.0.0.1 --port 0 --explog "$top/explog.csv" >"$top/server.out" &
+server_pid=$!
+line=
+tries=0
+while [ $tries -lt 100 ]; do
+    line=$(head -n 1 "$top/server.out")
+    case "$line" in listening\ on\ http://*/) break ;; esac
+    kill -0 "$server_pid" 2>/dev/null || break
+    sleep 0.1
+    tries=$((tries + 1))
+done
+case "$line" in
+listening\ on\ http://*/) endpoint=${line#listening on } ;;
+*)
+    echo "with-service: the service did not start (got: $line)" >&2
+    exit 125
+    ;;
+esac
+
+cat >"$top/home/client.ini" <<INI
+[tserver]
+account=analyst
+passwd=secret
+endpoint=$endpoint
+base_dir=$top/work
+[search]
+limit=100
+page=1
+INI
+export CLIENT_INI2="$top/home/client.ini" HOME="$top/home"
+export ANADATA_TEST_ENDPOINT="$endpoint" ANADATA_TEST_STORE="$top/store"
+
+(cd "$top/work" && "$seed" >"$top/seed.log" 2>&1) || {
+    cat "$top/seed.log" >&2
+    echo "with-service: could not register the sample data set" >&2
+    exit 125
+}
+
+(cd "$top/work" && "$@")
+status=$?
+exit $status
