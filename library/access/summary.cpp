@@ -1,0 +1,128 @@
+// getSummary: the header summary, date and time of a text data file; dispSummary, its silent companion.
+#include "explog.h"
+
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+namespace qx {
+
+namespace {
+
+constexpr int lineLimit = 1024;    // fgets limit of one header line (a longer line comes in pieces)
+constexpr int summaryLimit = 1024;  // the summary stays below this many characters
+constexpr int dateLimit = 128;
+constexpr unsigned allKeys = 0x1ff;
+
+// The header keys in the order they are tried; the first one found in a line decides.
+struct HeaderKey {
+    const char* text;
+    unsigned flag;
+    bool kept;  // the line goes into the summary
+};
+constexpr HeaderKey headerKeys[] = {
+    {"#dimno=", 0x8, true},    {"#dimname=", 0x10, true}, {"#dimsize=", 0x20, true},
+    {"#valno=", 0x40, true},   {"#valname=", 0x80, true}, {"#date=", 0x4, false},
+    {"#valunit", 0x100, false}, {"#name", 0x1, false},     {"#shotno", 0x2, false},
+};
+constexpr unsigned dateFlag = 0x4;
+
+// Lower case with every control character and blank dropped, so that "# DimNo = 3" reads "#dimno=3".
+std::string normalise(const char* line) {
+    std::string out;
+    for (const char* p = line; *p != '\0'; ++p) {
+        unsigned char c = static_cast<unsigned char>(*p);
+        if (c == ' ' || std::iscntrl(c)) continue;
+        out += static_cast<char>(std::tolower(c));
+    }
+    return out;
+}
+
+// Reads the date and time of a normalised "#date=" line. Fields a pattern does not name stay
+// zero: no year reads as 1900, no time as midnight.
+bool parseDate(const char* line, char* date, char* time) {
+    static const char* const patterns[] = {
+        "#date='%m/%d/%Y%T'", "#date='%m/%d/%Y%R'", "#date='%m/%d%T'", "#date='%m/%d%R'", "#date='%m/%d/%Y'",
+    };
+    for (const char* pattern : patterns) {
+        struct tm when;
+        std::memset(&when, 0, sizeof when);
+        if (strptime(line, pattern, &when) == nullptr) continue;
+        std::strftime(date, dateLimit - 1, "%Y/%m/%d", &when);
+        std::strftime(time, dateLimit - 1, "%T", &when);
+        return true;
+    }
+    return false;
+}
+
+// Closes the file on every way out of getSummary.
+class FileCloser {
+public:
+    explicit FileCloser(FILE* file) : file(file) {}
+    ~FileCloser() { std::fclose(file); }
+    FileCloser(const FileCloser&) = delete;
+    FileCloser& operator=(const FileCloser&) = delete;
+
+private:
+    FILE* file;
+};
+
+}  // namespace
+
+void getSummary(std::string file, std::string& summary, std::string& date, std::string& time) {
+    char line[lineLimit + 1] = {};
+    char collected[summaryLimit + 1] = {};
+    std::size_t pos = 0;
+    unsigned flags = 0;
+
+    FILE* in = std::fopen(file.c_str(), "r");
+    if (in == nullptr) {
+        std::fprintf(stderr, "cant open file %s\n", file.c_str());
+        throw 1;
+    }
+    FileCloser closer(in);
+
+    while (std::fgets(line, lineLimit, in) != nullptr) {
+        std::string key = normalise(line);
+        const HeaderKey* hit = nullptr;
+        for (const HeaderKey& candidate : headerKeys)
+            if (key.find(candidate.text) != std::string::npos) {
+                hit = &candidate;
+                break;
+            }
+        if (hit == nullptr) continue;
+
+        if (hit->flag == dateFlag) {
+            char day[dateLimit] = {};
+            char clock[dateLimit] = {};
+            if (!parseDate(key.c_str(), day, clock)) {
+                std::fputs("Date Format Error\n", stderr);
+                throw 3;
+            }
+            date = day;
+            time = clock;
+        }
+        flags |= hit->flag;
+        if (!hit->kept) continue;
+
+        // A line that would not fit is left out; a shorter later one may still go in.
+        std::size_t length = std::strlen(line);
+        if (pos + length < summaryLimit) {
+            std::memcpy(collected + pos, line, length);
+            pos += length;
+        }
+    }
+    if (std::ferror(in)) {
+        std::fprintf(stderr, "File Cannot Open %s", file.c_str());
+        throw 2;
+    }
+    if (flags != allKeys) throw 3;
+    summary = collected;
+}
+
+void dispSummary(int /*n*/, std::string /*text*/) {
+    // The display of the summary lines was retired; callers still call it, and it shows nothing.
+}
+
+}  // namespace qx
