@@ -1,0 +1,220 @@
+// The record's service operations and ExpLog against a running anadata-server, with no files left behind.
+#include <chrono>
+#include <thread>
+
+#include "ClientFixture.h"
+#include "ServiceFixture.h"
+#include "anadata.h"
+#include "explog.h"
+
+namespace {
+
+using qx::AnaData;
+using qx::AnaDataException;
+
+// The message of the AnaDataException that f throws, or "" when it throws none.
+template <class F>
+std::string failureOf(F f) {
+    try {
+        f();
+    } catch (const AnaDataException& e) {
+        return e.getMessage();
+    }
+    return "";
+}
+
+class RecordService : public ServiceFixture {
+protected:
+    void SetUp() override {
+        ServiceFixture::SetUp();
+        configureAccess(home, server->url(), "alice", "wonder");
+        diag = "svc" + std::to_string(getpid());
+        tmpBefore = temporaryNames("/tmp");
+        oldCwd = std::filesystem::current_path();
+        std::filesystem::current_path(work.path());
+    }
+    void TearDown() override {
+        std::filesystem::current_path(oldCwd);
+        EXPECT_FALSE(std::filesystem::exists("/tmp/" + diag + "@4321-2.dat"));
+        for (const auto& n : temporaryNames("/tmp")) {
+            // Other programs' temporary files come and go; ours would stay.
+            if (tmpBefore.count(n) != 0 || n.find(diag) != std::string::npos) continue;
+            for (int i = 0; i < 20 && std::filesystem::exists("/tmp/" + n); ++i)
+                std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            EXPECT_FALSE(std::filesystem::exists("/tmp/" + n)) << "left in /tmp: " << n;
+        }
+        expectNoLeftovers(diag, work.path());
+    }
+
+    // Two dimensions of 3 and 2 points, two values over them.
+    AnaData record(int shot, int sub) {
+        double t[] = {0.5, 1.5, 2.5}, ch[] = {0, 1}, a[6], b[6];
+        for (int i = 0; i < 6; ++i) a[i] = 1.0 / (i + 3), b[i] = -1e-5 * i;
+        AnaData rec(2, 2);
+        rec.setDiagnostics(diag.c_str());
+        rec.setShotNo(shot);
+        rec.setSubNo(sub);
+        rec.setDate("03/07/2009 14:05");
+        rec.addComment("fitted");
+        rec.setDim(0, "time", "s", 3, t);
+        rec.setDim(1, "ch", "", 2, ch);
+        rec.setVal(0, "a", "V", 6, a);
+        rec.setVal(1, "b", "A", 6, b);
+        return rec;
+    }
+    bool registQuietly(AnaData& rec, std::string& out) {
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        bool ok = rec.regist();
+        out = testing::internal::GetCapturedStdout();
+        testing::internal::GetCapturedStderr();
+        return ok;
+    }
+    std::vector<qx::TavolenInfo> found(int shot) {
+        std::vector<qx::TavolenInfo> rows;
+        AnaData::search({diag}, shot, shot, 0, "", 100, rows);
+        return rows;
+    }
+
+    TempDir home, work;
+    std::string diag;
+    std::set<std::string> tmpBefore;
+    std::filesystem::path oldCwd;
+};
+
+TEST_F(RecordService, RetrieveGivesBackWhatRegistRegistered) {
+    AnaData sent = record(4321, 2);
+    std::string out;
+    ASSERT_TRUE(registQuietly(sent, out));
+    EXPECT_EQ(out, "ok\n");
+
+    AnaData got = AnaData::retrieve(diag.c_str(), 4321, 2, false);
+    EXPECT_STREQ(got.getDiagnostics(), diag.c_str());
+    EXPECT_EQ(got.getShotNo(), 4321);
+    EXPECT_EQ(got.getSubNo(), 0);  // the text format carries no sub-shot
+    EXPECT_STREQ(got.getDate(), "03/07/2009 14:05");
+    EXPECT_STREQ(got.getComment(), "\nfitted\n\n");
+    ASSERT_EQ(got.getDimNo(), 2);
+    ASSERT_EQ(got.getValNo(), 2);
+    for (int d = 0; d < 2; ++d) {
+        EXPECT_STREQ(got.getDimName(d), sent.getDimName(d));
+        EXPECT_STREQ(got.getDimUnit(d), d == 0 ? "s" : " ");  // an empty unit reads back as one blank
+        ASSERT_EQ(got.getDimSize(d), sent.getDimSize(d));
+        for (int i = 0; i < sent.getDimSize(d); ++i) EXPECT_DOUBLE_EQ(got.getDimData(d)[i], sent.getDimData(d)[i]);
+    }
+    for (int v = 0; v < 2; ++v) {
+        EXPECT_STREQ(got.getValName(v), sent.getValName(v));
+        EXPECT_STREQ(got.getValUnit(v), sent.getValUnit(v));
+        for (int i = 0; i < 6; ++i)
+            EXPECT_NEAR(got.getValData(v)[i], sent.getValData(v)[i], 1e-6 * std::abs(sent.getValData(v)[i]));
+    }
+    // The archive itself is no data file: the reader refuses it, and the download is still removed.
+    EXPECT_NE(failureOf([&] { AnaData::retrieve(diag.c_str(), 4321, 2, true); }), "");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(failureOf([&] { AnaData::retrieve(diag.c_str(), 9999, 2, false); }), "Not found.");
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("unknown data set"), std::string::npos);
+}
+
+TEST_F(RecordService, RegistPrintsOkBeforeTheUploadAndFalseWithoutItsFile) {
+    AnaData first = record(4322, 0);
+    std::string out;
+    ASSERT_TRUE(registQuietly(first, out));
+    auto rows = found(4322);
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0].subshotno, 1);  // sub-shot 0 registers 1
+    EXPECT_EQ(rows[0].filename, diag + "@4322.dat.zip");
+    EXPECT_EQ(rows[0].summary, "fitted\n");
+
+    qx::clsAnaDataAccess::passset("wrong");
+    AnaData refused = record(4321, 2);
+    EXPECT_FALSE(registQuietly(refused, out));
+    EXPECT_EQ(out, "ok\n");
+
+    AnaData nowhere = record(4321, 2);
+    nowhere.setDiagnostics("no-such-directory/x");
+    EXPECT_FALSE(registQuietly(nowhere, out));
+    EXPECT_EQ(out, "false\n");
+}
+
+TEST_F(RecordService, StaticRegistOfADataFileIsFoundBySearchAndErased) {
+    std::string path = work.file(diag + ".dat");
+    std::ofstream(path, std::ios::binary) << record(4323, 3);
+    std::string summary, date, time;
+    qx::getSummary(path, summary, date, time);
+
+    testing::internal::CaptureStderr();
+    AnaData::regist(diag.c_str(), 4323, 3, path.c_str(), "bob", "builder");
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(qx::clsAnaDataAccess::user, "bob");  // kept for the rest of the process
+    auto rows = found(4323);
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0].userid, "bob");
+    EXPECT_EQ(rows[0].summary, summary);
+    EXPECT_EQ(rows[0].subshotno, 3);
+    EXPECT_TRUE(std::filesystem::exists(path));  // the user's file stays
+
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(failureOf([&] { AnaData::regist(diag.c_str(), 4323, 3, path.c_str(), "bob", "wrong"); }),
+              "Registration Failed\n");
+    EXPECT_EQ(failureOf([&] { AnaData::regist(diag.c_str(), 4323, 3, work.file("none").c_str(), "bob", "builder"); }),
+              "Data File Error");
+    EXPECT_EQ(failureOf([&] { AnaData::erase(diag.c_str(), 4323, 3, "alice", "wonder"); }), "Not found.");
+    EXPECT_EQ(failureOf([&] { AnaData::erase(diag.c_str(), 4323, 3, "bob", "builder"); }), "");
+    EXPECT_EQ(failureOf([&] { AnaData::retrieve(diag.c_str(), 4323, 3, false); }), "Not found.");
+    EXPECT_TRUE(found(4323).empty());
+    std::vector<qx::TavolenInfo> rows2;
+    EXPECT_EQ(failureOf([&] { AnaData::search({diag}, 0, 0, -1, "", 10, rows2); }), "Not found.");
+    testing::internal::GetCapturedStderr();
+}
+
+TEST_F(RecordService, GetFileToAChosenPathAndToTheCurrentDirectory) {
+    AnaData rec = record(4324, 1);
+    std::string out;
+    ASSERT_TRUE(registQuietly(rec, out));
+    std::ostringstream text;
+    text << rec;
+
+    // An existing file is replaced by the data.
+    std::string chosen = work.file("chosen.dat");
+    writeFile(chosen, "old contents that are longer than nothing");
+    AnaData::getFile(diag.c_str(), 4324, 1, chosen.c_str(), false);
+    EXPECT_EQ(readFile(chosen), text.str());
+
+    // No path: the current directory under the service's name, less ".zip".
+    AnaData::getFile(diag.c_str(), 4324, 1, nullptr, false);
+    EXPECT_EQ(readFile(diag + "@4324-1.dat"), text.str());
+    std::filesystem::remove(diag + "@4324-1.dat");
+
+    // A name that does not exist yet stands for a directory, which is not there.
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(failureOf([&] { AnaData::getFile(diag.c_str(), 4324, 1, work.file("new.dat").c_str(), false); }),
+              "Not found.");
+    testing::internal::GetCapturedStderr();
+    // A directory receives the file under the service's name, which then cannot replace it.
+    std::filesystem::create_directory(work.file("sub"));
+    EXPECT_EQ(failureOf([&] { AnaData::getFile(diag.c_str(), 4324, 1, work.file("sub").c_str(), false); }),
+              "File Cannot Movie.");
+    EXPECT_EQ(readFile(work.file("sub/" + diag + "@4324-1.dat")), text.str());
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(failureOf([&] { AnaData::getFile(diag.c_str(), 1, 1, chosen.c_str(), false); }), "Not found.");
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(readFile(chosen), text.str());
+}
+
+TEST_F(RecordService, ExpLogColumnsAndValues) {
+    EXPECT_EQ(qx::ExpLog::getColumnNames(), (std::vector<std::string>{"shot", "date", "gas", "comment"}));
+    EXPECT_EQ(qx::ExpLog::getValues(101), (std::vector<std::string>{"101", "2024-01-03", "He", "quoted \"word\""}));
+    EXPECT_EQ(qx::ExpLog::getValue(100, "comment"), "first, with comma");
+    testing::internal::CaptureStderr();
+    for (auto call : {+[] { qx::ExpLog::getValue(100, "pressure"); }, +[] { qx::ExpLog::getValues(7); }}) {
+        try {
+            call();
+            ADD_FAILURE() << "no exception";
+        } catch (const qx::clsException& e) {
+            EXPECT_EQ(e.getMessage(), "ERROR");
+        }
+    }
+    testing::internal::GetCapturedStderr();
+}
+
+}  // namespace
