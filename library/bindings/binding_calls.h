@@ -52,6 +52,17 @@ int runLookupOnlyCall(Body&& body) {
     }
 }
 
+// The experiment-log members report a database failure as status 3 with its message; the
+// access object's own failure (clsException "ERROR") passes through them.
+template <typename Body>
+int runLogCall(Body&& body) {
+    try {
+        return body();
+    } catch (const DBException& e) {
+        return reportRefusal(e.getMessage());
+    }
+}
+
 // The text without its trailing blanks (only ' '; tabs and leading blanks are kept).
 std::string withoutTrailingBlanks(std::string text);
 

@@ -1,6 +1,7 @@
 #!/bin/sh
 # Checks that the library exports every C and Fortran entry point under its exact symbol, and
-# that the C++-linkage members are not also exported under plain names.
+# that the C++-linkage members are not also exported under plain names. The soapAnaData* family
+# takes C++ types but must be exported unmangled all the same.
 set -eu
 lib="$1"
 symbols=$(nm -D --defined-only "$lib" | awk '{print $3}')
@@ -22,14 +23,29 @@ for name in \
     g77anadatagetdimunit_ g77anadatagetvalunit_ g77anadatagetdimunit2_ g77anadatagetvalunit2_ \
     g77anadatagetdimsize_ g77anadatagetdimsize2_ g77anadatagetvalsize_ g77anadatagetdimdata_ \
     g77anadatagetdimdata2_ _Z21g77anadatagetvaldata_PiPdS_ g77anadatagetvaldata2_ \
-    g77anadatasetdimdata_ g77anadatasetvaldata_
+    g77anadatasetdimdata_ g77anadatasetvaldata_ \
+    cAnaDataRetrieve cAnaDataRegist cAnaDataRegistFile cAnaDataGet cAnaDataDelete \
+    cAnaDataSearch cAnaDataGetNumEntry cAnaDataGetDiagEntry cAnaDataGetNumRow cAnaDataGetRow \
+    cAnaDataReleaseResultSet cAnaDataGetDirName cAnaDataGetFileName cAnaDataThe_date \
+    cAnaDataGetPage cAnaDataGetLimit cAnaDataDispSummary cAnaDataGetSummary cExploGetValue \
+    cExplogGetColumnNames _Z18cExplogGetColumnNoPi \
+    g77anadataregist_ g77anadataretrieve_ g77exploggetcolumnno_ g77exploggetcolumnnames_ \
+    g77exploggetvalue_ \
+    soapAnaDataAccessNew soapAnaDataAccessRelease soapAnaDataGet soapAnaDataRegist \
+    soapAnaDataDelete soapAnaDataSearch soapAnaDataGetDiagnostics soapAnaDataGetNumEntry \
+    soapAnaDataGetDiagEntry soapAnaDataGetExplogColNames soapAnaDataGetExplogColValues \
+    soapAnaDataGetExplogColValue soapAnaDataChgPass soapAnaDataGetPage soapAnaDataGetLimit \
+    soapAnaDataGetBaseDir soapAnaDataThe_date soapAnaDataIsDigit soapAnaDataMoveFile \
+    soapAnaDataGetDirName soapAnaDataGetFileName soapAnaDataUnzip soapAnaDataMinizip \
+    soapAnaDataDispSummary soapAnaDataGetSummary
 do
     if ! printf '%s\n' "$symbols" | grep -qx "$name"; then
         echo "missing export: $name"
         status=1
     fi
 done
-for name in cAnaDataGetValnNo cAnaDataSetDiagnostics g77anadatagetcomment_ g77anadatagetvaldata_; do
+for name in cAnaDataGetValnNo cAnaDataSetDiagnostics g77anadatagetcomment_ g77anadatagetvaldata_ \
+    cExplogGetColumnNo; do
     if printf '%s\n' "$symbols" | grep -qx "$name"; then
         echo "unexpected export: $name"
         status=1

@@ -118,8 +118,152 @@ ANADATA_API int cAnaDataSetValData(int handle, int index, const char* name, cons
 /* True when every character of text is a decimal digit (also for ""); false for a null text. */
 ANADATA_API bool cAnaDataIsDigit(const char* text);
 
+/*
+ * Server entry points
+ *   They talk to the analysed-data service named in the settings file (found through
+ *   CLIENT_INI2, then $HOME/.client2.ini, then /etc/client2.ini, on first use). Failures of the
+ *   service have already been described on standard error by the time these return.
+ */
+
+/* Fetches the data set (diag, shot, subshot) from the service into a new record and writes its
+ * handle to *handle. Returns 0; 3 when it is not found ("Not found." on standard error), and
+ * no handle is allocated then. */
+ANADATA_API int cAnaDataRetrieve(int* handle, const char* diag, int shot, int subshot);
+
+/* Registers the record with the configured account (sub-shot 0 registers sub-shot 1); "ok"
+ * (or "false") is printed on standard output first. Returns 0 also when the service refused
+ * the record; 1 for an unknown handle. */
+ANADATA_API int cAnaDataRegist(int handle);
+
+/* Registers the existing data file dir + "/" + file as (diag, shot, subshot) under the account
+ * user/password, which replaces the configured account for the rest of the process; summary
+ * is the registration summary, reserved is not used.
+ * Returns 1 when registered and 0 when not - the reverse of the status codes. */
+ANADATA_API int cAnaDataRegistFile(const char* dir, const char* file, const char* diag, int shot, int subshot,
+                                   const char* reserved, const char* summary, const char* user,
+                                   const char* password);
+
+/* Downloads the data set into directory dir (null: the current directory). path must hold 1024
+ * bytes. When it holds a name on entry the file gets that name inside dir, otherwise the
+ * service's file name; on success path receives the full local path, copied strncpy-style
+ * (always 1024 bytes written, NUL-filled; a path of 1024 bytes or more is not terminated).
+ * keepArchive true keeps the zip archive instead of extracting it. Returns 0; 3 when the
+ * download failed ("data acquisition failure." on standard error; path unchanged). */
+ANADATA_API int cAnaDataGet(const char* diag, int shot, int subshot, char* path, const char* dir,
+                            bool keepArchive);
+
+/* Deletes the registered data set under the account user/password, which replaces the
+ * configured account for the rest of the process.
+ * Returns 1 when deleted and 0 when not - the reverse of the status codes. */
+ANADATA_API int cAnaDataDelete(const char* diag, int shot, int subshot, const char* user, const char* password);
+
+/*
+ * Result sets
+ *   cAnaDataSearch, cAnaDataGetNumEntry and cAnaDataGetDiagEntry return a ResultSet_s by value.
+ *   It owns its rows until cAnaDataReleaseResultSet; release every set exactly once and do not
+ *   use it afterwards. A failed query returns the empty set (type 0, rows NULL), which needs
+ *   no release (releasing it does nothing). Rows are read one at a time with cAnaDataGetRow
+ *   into the struct that matches the type.
+ */
+typedef struct ResultSet_s {
+    int type;   /* 0 empty, 1 TavolenInfo_s rows, 2 NumEntry_s rows, 3 DiagEntry_s rows */
+    void* rows; /* owned by the set; NULL when empty */
+} ResultSet_s;
+
+/* One registered data file. The strings point into the result set: valid until it is released. */
+typedef struct TavolenInfo_s {
+    const char* diagnostics; /* data-set name */
+    const char* server;      /* server that holds the file */
+    const char* directory;   /* directory on that server */
+    const char* filename;    /* file name */
+    const char* filedate;    /* file date */
+    const char* userid;      /* account that registered it */
+    const char* summary;     /* summary given at registration */
+    int shotno;
+    int subshotno;
+    int filelen; /* bytes */
+} TavolenInfo_s;
+
+/* An entry count: a shot number and the number of entries belonging to it. */
+typedef struct NumEntry_s {
+    int no;
+    int sum;
+} NumEntry_s;
+
+/* One data-set name and its number of registered entries; the name points into the set. */
+typedef struct DiagEntry_s {
+    const char* diagnostics;
+    int sum;
+} DiagEntry_s;
+
+/* The registered data files of the ndiags names in diags with shots lower..higher and the given
+ * sub-shot, registered by account user, at most limit rows (the arguments go to the service
+ * as they are; cAnaDataGetLimit gives the configured limit). Type 1 on success, else empty. */
+ANADATA_API ResultSet_s cAnaDataSearch(const char** diags, int ndiags, int lower, int higher, int subshot,
+                                       const char* user, int limit);
+
+/* The entry counts of data set diag from shot over range shots: type 2 on success, else empty. */
+ANADATA_API ResultSet_s cAnaDataGetNumEntry(const char* diag, int shot, int range);
+
+/* Every registered data-set name with its count: type 3 on success, else empty. */
+ANADATA_API ResultSet_s cAnaDataGetDiagEntry(void);
+
+/* The number of rows; -1 for the empty set (or any type other than 1, 2, 3). */
+ANADATA_API int cAnaDataGetNumRow(ResultSet_s set);
+
+/* Copies row index into *row, which must be the struct of the set's type. Returns 1 when a row
+ * was copied, 0 (nothing written) for the empty set. An index outside 0..count-1 throws C++'s
+ * std::out_of_range, which is not caught here: check cAnaDataGetNumRow first. */
+ANADATA_API int cAnaDataGetRow(ResultSet_s set, int index, void* row);
+
+/* Frees the rows of the set; the strings of rows read from it become invalid. */
+ANADATA_API void cAnaDataReleaseResultSet(ResultSet_s set);
+
+/*
+ * Helpers
+ *   Outputs are copied strncpy-style: exactly the stated number of bytes is always written (the
+ *   text, then NUL bytes), so the buffer must hold that many bytes even for a short result,
+ *   and a result of that length or more is left without a terminating NUL.
+ */
+
+/* The directory part of path (see qx::getDirName) into out[1024]. Returns 0. */
+ANADATA_API int cAnaDataGetDirName(const char* path, char* out);
+
+/* The last component of path into out[1024]. Returns 0. */
+ANADATA_API int cAnaDataGetFileName(const char* path, char* out);
+
+/* The current local time as ">>YYYY/MM/DD,hh:mm:ss" into out[1024]. Returns 0. */
+ANADATA_API int cAnaDataThe_date(char* out);
+
+/* The configured search page and limit as numbers (0 when unset or not a number). */
+ANADATA_API int cAnaDataGetPage(void);
+ANADATA_API int cAnaDataGetLimit(void);
+
+/* Walks the text and shows nothing; kept for existing callers. */
+ANADATA_API void cAnaDataDispSummary(int n, const char* text);
+
+/* Reads the header of the text data file `file`: its declaration lines into summary[1024],
+ * its date as "YYYY/MM/DD" into date[1024] and its time as "hh:mm:ss" into time[1024].
+ * A file that cannot be read or lacks a header key throws the C++ int 1, 2 or 3, which is not
+ * caught here. */
+ANADATA_API void cAnaDataGetSummary(const char* file, char* summary, char* date, char* time);
+
+/* The value of experiment-log column `column` for the shot into value[256]. Returns 0, also
+ * when the service has no such shot or column: value is then left as it was. */
+ANADATA_API int cExploGetValue(int shotno, const char* column, char* value);
+
+/* The experiment log's column names, name i into names + 256 * i. n is not used: names must
+ * hold 256 bytes for every column (ask cExplogGetColumnNo first). Returns 0; a failure of the
+ * service throws the C++ qx::clsException "ERROR", which is not caught here. */
+ANADATA_API int cExplogGetColumnNames(char* names, int n);
+
 #ifdef __cplusplus
 }
+
+/* The number of experiment-log columns into *n. Returns 0; a failure of the service throws
+ * qx::clsException "ERROR". C++ linkage like cAnaDataGetValnNo: C callers use the decorated
+ * symbol _Z18cExplogGetColumnNoPi. */
+ANADATA_API int cExplogGetColumnNo(int* n);
 
 /* Number of value columns. This one member has C++ linkage, so only C++ callers can reach it by
  * this name; C callers use the decorated symbol _Z17cAnaDataGetValnNoiPi. */

@@ -1,0 +1,99 @@
+// The cAnaData* and cExplog* entry points built on the record's service members, the summary
+// reader and the experiment log.
+#include "anadata_c.h"
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "anadata.h"
+#include "binding_calls.h"
+#include "bounded_copy.h"
+#include "c_repository.h"
+#include "explog.h"
+
+using qx::AnaData;
+using qx::AnaDataException;
+using qx::copyBounded;
+using qx::reportNullArgument;
+using qx::reportRefusal;
+using qx::runLogCall;
+using qx::runRecordCall;
+using qx::statusOk;
+
+extern "C" {
+
+int cAnaDataRetrieve(int* handle, const char* diag, int shot, int subshot) {
+    if (!handle || !diag) return reportNullArgument(__func__);
+    try {
+        // The record is fetched before a handle is taken, so a failure allocates none.
+        AnaData record = AnaData::retrieve(diag, shot, subshot, false);
+        *handle = qx::c_binding::repository().add(record);
+        return statusOk;
+    } catch (const AnaDataException& e) {
+        return reportRefusal(e.getMessage());
+    }
+}
+
+int cAnaDataRegist(int handle) {
+    return runRecordCall([&] {
+        qx::c_binding::getData(handle).regist();
+        return statusOk;
+    });
+}
+
+void cAnaDataDispSummary(int n, const char* text) {
+    try {
+        qx::dispSummary(n, text ? text : "");
+    } catch (const AnaDataException& e) {
+        reportRefusal(e.getMessage());
+    }
+}
+
+void cAnaDataGetSummary(const char* file, char* summary, char* date, char* time) {
+    if (!file || !summary || !date || !time) {
+        reportNullArgument(__func__);
+        return;
+    }
+    try {
+        std::string summaryText, dateText, timeText;
+        qx::getSummary(file, summaryText, dateText, timeText);
+        copyBounded(summary, qx::pathBufferSize, summaryText);
+        copyBounded(date, qx::pathBufferSize, dateText);
+        copyBounded(time, qx::pathBufferSize, timeText);
+    } catch (const AnaDataException& e) {
+        reportRefusal(e.getMessage());
+    }
+}
+
+int cExploGetValue(int shotno, const char* column, char* value) {
+    if (!column || !value) return reportNullArgument(__func__);
+    try {
+        copyBounded(value, qx::columnBufferSize, qx::ExpLog::getValue(shotno, column));
+    } catch (const qx::DBException& e) {
+        return reportRefusal(e.getMessage());
+    } catch (const qx::clsException&) {
+        // An unknown shot or column is not an error here: the caller's text stays as it was.
+    }
+    return statusOk;
+}
+
+int cExplogGetColumnNames(char* names, int /*n: the caller's count is not trusted nor needed*/) {
+    if (!names) return reportNullArgument(__func__);
+    return runLogCall([&] {
+        const std::vector<std::string> columns = qx::ExpLog::getColumnNames();
+        for (std::size_t i = 0; i < columns.size(); ++i)
+            copyBounded(names + qx::columnBufferSize * i, qx::columnBufferSize, columns[i]);
+        return statusOk;
+    });
+}
+
+}  // extern "C"
+
+int cExplogGetColumnNo(int* n) {
+    if (!n) return reportNullArgument(__func__);
+    return runLogCall([&] {
+        *n = static_cast<int>(qx::ExpLog::getColumnNames().size());
+        return statusOk;
+    });
+}
