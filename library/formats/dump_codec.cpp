@@ -102,6 +102,11 @@ void dump(std::ostream& os, const std::string& s) {
 
 void dump(std::ostream& os, const double* data, int n) {
     dump(os, n);
+    if (littleEndianHost()) {
+        // The array already is its own image: one write, no staging copy.
+        if (n > 0) os.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(n) * 8);
+        return;
+    }
     unsigned char buffer[chunkDoubles * 8];
     for (std::size_t done = 0, total = n > 0 ? static_cast<std::size_t>(n) : 0; done < total;) {
         const std::size_t step = std::min(chunkDoubles, total - done);
