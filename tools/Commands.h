@@ -1,0 +1,28 @@
+// The subcommand groups of the anadata tool and the options they share.
+#ifndef ANADATA_TOOLS_COMMANDS_H
+#define ANADATA_TOOLS_COMMANDS_H
+
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace tool {
+
+// Options given before the subcommand.
+struct GlobalOptions {
+    std::string ini;       // --ini: settings file instead of the library's search
+    bool verbose = false;  // --verbose: show what the library prints
+};
+
+// show, convert, sample: data files on this machine (show also fetches).
+void addRecordCommands(CLI::App& app, const GlobalOptions& globals);
+// get, put, rm: moving data sets to and from the service.
+void addTransferCommands(CLI::App& app, const GlobalOptions& globals);
+// search, list, explog, passwd: catalogue, experiment log and account.
+void addCatalogueCommands(CLI::App& app, const GlobalOptions& globals);
+
+}  // namespace tool
+
+#endif

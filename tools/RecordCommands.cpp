@@ -1,0 +1,284 @@
+// The subcommands that work on data files: show, convert and sample.
+#include "Commands.h"
+
+#include <cmath>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+#include "Json.h"
+#include "RecordFiles.h"
+#include "Settings.h"
+#include "ToolError.h"
+#include "Transfer.h"
+
+namespace tool {
+
+namespace {
+
+struct Range {
+    double low = NAN;
+    double high = NAN;
+};
+
+Range finiteRange(const double* data, int count) {
+    Range range;
+    for (int i = 0; data != nullptr && i < count; ++i) {
+        const double v = data[i];
+        if (!std::isfinite(v)) continue;
+        if (std::isnan(range.low) || v < range.low) range.low = v;
+        if (std::isnan(range.high) || v > range.high) range.high = v;
+    }
+    return range;
+}
+
+std::vector<std::string> commentLines(const std::string& comment) {
+    std::vector<std::string> lines;
+    std::size_t start = comment.find_first_not_of('\n');
+    if (start == std::string::npos) return lines;
+    while (start < comment.size()) {
+        std::size_t end = comment.find('\n', start);
+        if (end == std::string::npos) end = comment.size();
+        lines.push_back(comment.substr(start, end - start));
+        start = end + 1;
+    }
+    while (!lines.empty() && lines.back().empty()) lines.pop_back();
+    return lines;
+}
+
+const char* formatName(FileFormat format) {
+    return format == FileFormat::text ? "text" : "dump";
+}
+
+// The text format carries no sub-shot number, so only a dump or the service can tell it.
+struct Shown {
+    qx::AnaData rec;
+    std::string source;
+    int subshot = -1;  // -1: unknown
+};
+
+void printJson(const Shown& shown) {
+    const qx::AnaData& rec = shown.rec;
+    JsonWriter json(std::cout);
+    json.beginObject();
+    json.key("source").value(shown.source);
+    json.key("name").value(rec.getDiagnostics());
+    json.key("shot").value(rec.getShotNo());
+    json.key("subshot");
+    shown.subshot >= 0 ? json.value(shown.subshot) : json.null();
+    json.key("date").value(rec.getDate());
+    json.key("comment").value(rec.getComment());
+    json.key("dimensions").beginArray();
+    for (int i = 0; i < rec.getDimNo(); ++i) {
+        const int size = rec.getDimSize(i);
+        const double* data = rec.getDimData(i);
+        json.beginObject();
+        json.key("name").value(rec.getDimName(i));
+        json.key("unit").value(rec.getDimUnit(i));
+        json.key("size").value(size);
+        json.key("first");
+        size > 0 && data ? json.value(data[0]) : json.null();
+        json.key("last");
+        size > 0 && data ? json.value(data[size - 1]) : json.null();
+        json.endObject();
+    }
+    json.endArray();
+    json.key("values").beginArray();
+    for (int i = 0; i < rec.getValNo(); ++i) {
+        const Range range = finiteRange(rec.getValData(i), rec.getValSize());
+        json.beginObject();
+        json.key("name").value(rec.getValName(i));
+        json.key("unit").value(rec.getValUnit(i));
+        json.key("size").value(rec.getValSize());
+        json.key("min").value(range.low);
+        json.key("max").value(range.high);
+        json.endObject();
+    }
+    json.endArray();
+    json.endObject();
+}
+
+std::string padded(const std::string& text, std::size_t width) {
+    return text.size() >= width ? text : text + std::string(width - text.size(), ' ');
+}
+
+void printText(const Shown& shown) {
+    const qx::AnaData& rec = shown.rec;
+    std::ostream& out = std::cout;
+    out << "source:   " << shown.source << '\n';
+    out << "name:     " << rec.getDiagnostics() << '\n';
+    out << "shot:     " << rec.getShotNo() << '\n';
+    if (shown.subshot >= 0) out << "subshot:  " << shown.subshot << '\n';
+    out << "date:     " << rec.getDate() << '\n';
+    const std::vector<std::string> comment = commentLines(rec.getComment());
+    for (std::size_t i = 0; i < comment.size(); ++i) out << (i == 0 ? "comment:  " : "          ") << comment[i] << '\n';
+
+    std::size_t width = 4;
+    for (int i = 0; i < rec.getDimNo(); ++i) width = std::max(width, std::string(rec.getDimName(i)).size());
+    for (int i = 0; i < rec.getValNo(); ++i) width = std::max(width, std::string(rec.getValName(i)).size());
+    std::size_t unitWidth = 2;
+    for (int i = 0; i < rec.getDimNo(); ++i) unitWidth = std::max(unitWidth, std::string(rec.getDimUnit(i)).size() + 2);
+    for (int i = 0; i < rec.getValNo(); ++i) unitWidth = std::max(unitWidth, std::string(rec.getValUnit(i)).size() + 2);
+
+    out << "dimensions: " << rec.getDimNo() << '\n';
+    for (int i = 0; i < rec.getDimNo(); ++i) {
+        const int size = rec.getDimSize(i);
+        const double* data = rec.getDimData(i);
+        out << "  " << padded(rec.getDimName(i), width) << "  "
+            << padded(std::string("[") + rec.getDimUnit(i) + "]", unitWidth) << "  " << size << " points";
+        if (size > 0 && data) out << "  " << shortestNumber(data[0]) << " .. " << shortestNumber(data[size - 1]);
+        out << '\n';
+    }
+    out << "values: " << rec.getValNo() << " (" << rec.getValSize() << " points each)\n";
+    for (int i = 0; i < rec.getValNo(); ++i) {
+        const Range range = finiteRange(rec.getValData(i), rec.getValSize());
+        out << "  " << padded(rec.getValName(i), width) << "  "
+            << padded(std::string("[") + rec.getValUnit(i) + "]", unitWidth) << "  ";
+        if (std::isnan(range.low))
+            out << "no finite values";
+        else
+            out << "min " << shortestNumber(range.low) << "  max " << shortestNumber(range.high);
+        out << '\n';
+    }
+}
+
+// Fetches the data set into a private directory under /tmp, loads it and removes the copy.
+qx::AnaData fetchRecord(const GlobalOptions& globals, const DataSetName& name) {
+    loadSettings(globals);
+    const qx::TavolenInfo entry = findDataSet("show", name);
+    char dirTemplate[] = "/tmp/anadata-show-XXXXXX";
+    if (mkdtemp(dirTemplate) == nullptr) throw ToolError(exitFile, systemError("create", "/tmp/anadata-show-*"));
+    const std::string dir = dirTemplate;
+    const std::string file = dir + "/data";
+    try {
+        download("show", name, entry, file, false, false);
+        qx::AnaData rec = loadRecord(file).record;
+        unlink(file.c_str());
+        rmdir(dir.c_str());
+        return rec;
+    } catch (...) {
+        unlink(file.c_str());
+        rmdir(dir.c_str());
+        throw;
+    }
+}
+
+void addShow(CLI::App& app, const GlobalOptions& globals) {
+    auto args = std::make_shared<std::vector<std::string>>();
+    auto json = std::make_shared<bool>(false);
+    CLI::App* cmd = app.add_subcommand("show", "Show the record in a data file (text or dump), or fetch one and show it");
+    cmd->add_option("FILE|DIAG SHOT [SUBSHOT]", *args, "A data file, or a data set on the service")
+        ->required()
+        ->expected(1, 3);
+    cmd->add_flag("--json", *json, "Write JSON for scripts");
+    cmd->callback([&globals, args, json] {
+        Shown shown;
+        if (args->size() == 1) {
+            LoadedRecord loaded = loadRecord(args->front());
+            shown.rec = loaded.record;
+            shown.source = std::string(formatName(loaded.format)) + " file " + args->front();
+            if (loaded.format == FileFormat::dump) shown.subshot = loaded.record.getSubNo();
+        } else {
+            std::optional<std::string> subshot;
+            if (args->size() == 3) subshot = (*args)[2];
+            const DataSetName name = dataSetFrom((*args)[0], (*args)[1], subshot);
+            shown.rec = fetchRecord(globals, name);
+            shown.source = "service " + name.text();
+            shown.subshot = name.subshot;
+        }
+        if (*json)
+            printJson(shown);
+        else
+            printText(shown);
+    });
+}
+
+void addConvert(CLI::App& app) {
+    struct Options {
+        std::string in, out;
+        bool text = false, dump = false, force = false;
+        int precision = 16;
+    };
+    auto o = std::make_shared<Options>();
+    CLI::App* cmd = app.add_subcommand("convert", "Convert a data file between the text and the dump format");
+    cmd->add_option("IN", o->in, "Data file to read")->required();
+    cmd->add_option("OUT", o->out, "File to write")->required();
+    auto* text = cmd->add_flag("--text", o->text, "Write the text format (default for a dump input)");
+    cmd->add_flag("--dump", o->dump, "Write the dump format (default for a text input)")->excludes(text);
+    cmd->add_option("--precision", o->precision, "Digits after the point in the text format (16 keeps every bit)")
+        ->check(CLI::Range(0, 40))
+        ->capture_default_str();
+    cmd->add_flag("--force", o->force, "Replace OUT if it exists");
+    cmd->callback([o] {
+        LoadedRecord loaded = loadRecord(o->in);
+        FileFormat target = loaded.format == FileFormat::text ? FileFormat::dump : FileFormat::text;
+        if (o->text) target = FileFormat::text;
+        if (o->dump) target = FileFormat::dump;
+        saveRecord(loaded.record, o->out, target, o->force, o->precision);
+        std::cout << o->in << " (" << formatName(loaded.format) << ") -> " << o->out << " (" << formatName(target)
+                  << ")\n";
+    });
+}
+
+// A small made-up data set: time x channel, signal = time * (channel + 1), noise = channel / 100.
+qx::AnaData sampleRecord(const std::string& diag, int shot, int times) {
+    const int channels = 3;
+    std::vector<double> time(static_cast<std::size_t>(times)), channel(channels);
+    std::vector<double> signal(static_cast<std::size_t>(times) * channels), noise(signal.size());
+    for (int t = 0; t < times; ++t) time[static_cast<std::size_t>(t)] = 0.001 * t;
+    for (int c = 0; c < channels; ++c) channel[static_cast<std::size_t>(c)] = c;
+    for (std::size_t t = 0; t < time.size(); ++t)
+        for (std::size_t c = 0; c < channel.size(); ++c) {
+            signal[t * channels + c] = time[t] * static_cast<double>(c + 1);
+            noise[t * channels + c] = static_cast<double>(c) / 100.0;
+        }
+    qx::AnaData rec(2, 2);
+    rec.setDiagnostics(diag.c_str());
+    rec.setShotNo(shot);
+    rec.setSubNo(1);
+    rec.setDate();
+    rec.addComment("sample data set made by anadata sample");
+    rec.setDim(0, "time", "s", times, time.data());
+    rec.setDim(1, "channel", "", channels, channel.data());
+    rec.setVal(0, "signal", "V", static_cast<int>(signal.size()), signal.data());
+    rec.setVal(1, "noise", "V", static_cast<int>(noise.size()), noise.data());
+    return rec;
+}
+
+void addSample(CLI::App& app) {
+    struct Options {
+        std::string file, name = "sample";
+        int shot = 1234, points = 5;
+        bool dump = false, force = false;
+    };
+    auto o = std::make_shared<Options>();
+    CLI::App* cmd = app.add_subcommand("sample", "Write a small made-up data set to try the other subcommands on");
+    cmd->add_option("FILE", o->file, "File to write")->required();
+    cmd->add_option("--name", o->name, "Data name")->capture_default_str();
+    cmd->add_option("--shot", o->shot, "Shot number")->capture_default_str()->check(CLI::PositiveNumber);
+    cmd->add_option("--points", o->points, "Points along time (three channels each)")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 50000000));
+    cmd->add_flag("--dump", o->dump, "Write the dump format instead of text");
+    cmd->add_flag("--force", o->force, "Replace FILE if it exists");
+    cmd->callback([o] {
+        saveRecord(sampleRecord(o->name, o->shot, o->points), o->file, o->dump ? FileFormat::dump : FileFormat::text,
+                   o->force, 6);
+        std::cout << "wrote " << o->file << " (" << o->name << ", shot " << o->shot << ")\n";
+    });
+}
+
+}  // namespace
+
+void addRecordCommands(CLI::App& app, const GlobalOptions& globals) {
+    addShow(app, globals);
+    addConvert(app);
+    addSample(app);
+}
+
+}  // namespace tool

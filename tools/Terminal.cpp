@@ -1,0 +1,34 @@
+// Reading a secret without echo.
+#include "Terminal.h"
+
+#include <iostream>
+
+#include <termios.h>
+#include <unistd.h>
+
+#include "ToolError.h"
+
+namespace tool {
+
+std::string readSecret(const std::string& prompt) {
+    std::cerr << prompt << std::flush;
+    const bool terminal = isatty(0) == 1;
+    termios saved{};
+    bool echoOff = false;
+    if (terminal && tcgetattr(0, &saved) == 0) {
+        termios quiet = saved;
+        quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        echoOff = tcsetattr(0, TCSAFLUSH, &quiet) == 0;
+    }
+    std::string line;
+    const bool got = static_cast<bool>(std::getline(std::cin, line));
+    if (echoOff) {
+        tcsetattr(0, TCSAFLUSH, &saved);
+        std::cerr << '\n';
+    }
+    if (!got) throw ToolError(exitUsage, "no password given (end of input)");
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    return line;
+}
+
+}  // namespace tool

@@ -1,0 +1,16 @@
+// Asking the user for a secret.
+#ifndef ANADATA_TOOLS_TERMINAL_H
+#define ANADATA_TOOLS_TERMINAL_H
+
+#include <string>
+
+namespace tool {
+
+// Writes the prompt on standard error and reads one line: from the terminal without echo
+// when standard input is one, else from standard input as it comes (for scripts). A
+// trailing carriage return is dropped. Throws ToolError (exitUsage) at end of input.
+std::string readSecret(const std::string& prompt);
+
+}  // namespace tool
+
+#endif
