@@ -1,5 +1,8 @@
 // The record's service operations and ExpLog against a running anadata-server, with no files left behind.
 #include <chrono>
+#include <cmath>
+#include <fstream>
+#include <sstream>
 #include <thread>
 
 #include "ClientFixture.h"

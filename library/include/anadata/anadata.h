@@ -150,9 +150,11 @@ public:
 
     // --- Operations on the analysed-data service (settings from the settings file) ---
 
-    // Fetches the data set (diag, shot, subshot) through a temporary file in "/tmp" and returns
-    // it as a new record; the temporary file is removed. Throws AnaDataException "Not found."
-    // when the download fails; a downloaded file that cannot be opened gives a default record.
+    // Fetches the data set (diag, shot, subshot) through a temporary file "/tmp/tempXXXXXX" and
+    // returns it as a new record (sub-shot 0: the text format carries none); the temporary file
+    // is removed on every path. Throws AnaDataException "Not found." when the download fails or
+    // no temporary file can be made, and the text reader's exceptions when the downloaded file
+    // is no valid data file; a downloaded file that cannot be opened gives a default record.
     // With keepArchive true the reader meets the zip archive itself (callers pass false).
     static AnaData retrieve(const char* diag, int shot, int subshot, bool keepArchive);
     // Registers the existing data file `path` under (diag, shot, subshot) with the account
@@ -175,9 +177,13 @@ public:
     // out. Throws AnaDataException "Not found." when the search fails.
     static void search(std::vector<std::string> diags, int lower, int higher, int subshot,
                        const char* userFilter, int limit, std::vector<TavolenInfo>& out);
-    // Fetches the data file to `path` (null: the current directory under the service's file
-    // name). Throws AnaDataException "Not found." when the download fails and
-    // "File Cannot Movie." when the file cannot be moved to path.
+    // Fetches the data file to `path`. A null path leaves it in the current directory under the
+    // service's file name (less ".zip"). Otherwise the download goes to the directory part of
+    // path (getDirName: for a path that names no existing file, the path itself) and is then
+    // moved onto path, replacing an existing file there. So: an existing file is replaced; a
+    // path that does not exist yet gives "Not found."; a directory keeps the file under the
+    // service's name and gives "File Cannot Movie.". Throws AnaDataException "Not found." when
+    // the download fails and "File Cannot Movie." when the file cannot be moved to path.
     static void getFile(const char* diag, int shot, int subshot, const char* path,
                         bool keepArchive);
 

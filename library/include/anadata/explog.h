@@ -10,17 +10,22 @@
 namespace qx {
 
 // Reads the "#" header lines of the text data file `file` and fills `summary` with its
-// "#dimno=", "#dimname=", "#dimsize=", "#valno=" and "#valname=" lines as read (at most 1023
-// characters; a line that would not fit is left out), and `date` ("YYYY/MM/DD") and `time`
-// ("hh:mm:ss") from its "#date=" line. Keys match in any case, with blanks around "=".
-// Throws an int: 1 when the file cannot be opened ("cant open file <file>" on standard error),
-// 2 on a read error, 3 when the date matches no known pattern ("Date Format Error" on
-// standard error) or when one of the nine header keys is missing. The out-strings are only
-// assigned on success (date and time when the date line is met).
+// "#dimno=", "#dimname=", "#dimsize=", "#valno=" and "#valname=" lines as read, line ends
+// included (at most 1023 characters; a line that would not fit is left out, a later shorter
+// one still goes in), and `date` ("YYYY/MM/DD") and `time` ("hh:mm:ss") from its "#date="
+// line. Keys match anywhere in a line, in any case, with blanks around "=". The date is month
+// first: "MM/DD/YYYY hh:mm:ss", "MM/DD/YYYY hh:mm", "MM/DD hh:mm:ss", "MM/DD hh:mm" or
+// "MM/DD/YYYY"; a missing year reads as 1900, a missing time as 00:00:00.
+// Throws an int:
+//   1  the file cannot be opened ("cant open file <file>" and a newline on standard error);
+//   2  a read error ("File Cannot Open <file>", without a newline);
+//   3  a date in none of those forms ("Date Format Error" and a newline), or one of the nine
+//      keys (also "#name", "#shotno", "#date=", "#valunit") missing (nothing printed).
+// `summary` is assigned only on success; `date` and `time` as soon as the date line is read.
 ANADATA_API void getSummary(std::string file, std::string& summary, std::string& date,
                             std::string& time);
 
-// Walks the text line by line and shows nothing; n is unused. Kept for callers that use it.
+// Shows nothing and changes nothing: the display it once gave was retired; kept for its callers.
 ANADATA_API void dispSummary(int n, std::string text);
 
 // Experiment-log queries on a fresh default access object per call. Exceptions of the access
