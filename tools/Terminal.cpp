@@ -11,8 +11,9 @@
 namespace tool {
 
 std::string readSecret(const std::string& prompt) {
-    std::cerr << prompt << std::flush;
+    // Scripts that pipe the secret in get no prompt, so their standard error stays clean.
     const bool terminal = isatty(0) == 1;
+    if (terminal) std::cerr << prompt << std::flush;
     termios saved{};
     bool echoOff = false;
     if (terminal && tcgetattr(0, &saved) == 0) {

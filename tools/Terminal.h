@@ -6,8 +6,8 @@
 
 namespace tool {
 
-// Writes the prompt on standard error and reads one line: from the terminal without echo
-// when standard input is one, else from standard input as it comes (for scripts). A
+// Reads one line: from the terminal without echo, after writing the prompt on standard error,
+// when standard input is one; else from standard input as it comes (for scripts, no prompt). A
 // trailing carriage return is dropped. Throws ToolError (exitUsage) at end of input.
 std::string readSecret(const std::string& prompt);
 

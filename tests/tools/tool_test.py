@@ -1,0 +1,419 @@
+#!/usr/bin/env python3
+"""End-to-end tests of the anadata command-line tool.
+
+    tool_test.py TOOL [unittest arguments]
+
+The service tests expect CLIENT_INI2 to name the settings of a running test service with the
+sample data set "sample" 1234/1 registered (tests/support/with-service.sh sets that up)."""
+import json
+import os
+import pty
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+import zipfile
+
+TOOL = None
+
+
+def run(*args, stdin="", cwd=None, env=None):
+    proc = subprocess.run([TOOL, *args], input=stdin.encode(), cwd=cwd, env=env,
+                          stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=60)
+    return proc.returncode, proc.stdout.decode("utf-8", "replace"), proc.stderr.decode("utf-8", "replace")
+
+
+class ToolCase(unittest.TestCase):
+    def setUp(self):
+        self._dir = tempfile.TemporaryDirectory(prefix="anadata-tool-test.")
+        self.dir = self._dir.name
+
+    def tearDown(self):
+        self._dir.cleanup()
+
+    def path(self, name):
+        return os.path.join(self.dir, name)
+
+    def tool(self, *args, stdin=""):
+        return run(*args, stdin=stdin, cwd=self.dir)
+
+    def expect(self, status, *args, stdin=""):
+        """Runs the tool, checks the status and, for a failure, that stderr is one 'anadata: ' line."""
+        code, out, err = self.tool(*args, stdin=stdin)
+        self.assertEqual(code, status, f"anadata {' '.join(args)}\nstdout: {out}\nstderr: {err}")
+        if status != 0:
+            self.assertRegex(err, r"\Aanadata: [^\n]+\n\Z", f"one error line expected for {args}")
+        return out, err
+
+    def json_of(self, *args, status=0):
+        out, _ = self.expect(status, *args)
+        return json.loads(out)
+
+    def sample(self, name="file.dat", *extra):
+        self.expect(0, "sample", name, *extra)
+        return self.path(name)
+
+    def leftovers(self):
+        return sorted(n for n in os.listdir(self.dir) if n.startswith(".anadata") or n.startswith("temp"))
+
+
+def dump_bytes(dims, vals, name="hostile", shot=5, subshot=2):
+    """A dump image built by hand: dims and vals are lists of (name, unit, declared num, numbers)."""
+    def i32(v):
+        return struct.pack("<i", v)
+
+    def text(s):
+        b = s.encode()
+        return i32(len(b)) + b + b"\0"
+
+    def columns(items):
+        out = i32(len(items))
+        for n, u, num, numbers in items:
+            out += text(n) + text(u) + i32(num) + i32(len(numbers)) + b"".join(struct.pack("<d", x) for x in numbers)
+        return out
+
+    def index_map(items):
+        keys = sorted((n, i) for i, (n, _, _, _) in enumerate(items))
+        return i32(len(keys)) + b"".join(text(k) + i32(i) for k, i in keys)
+
+    return (i32(35088) + i32(len(dims)) + i32(len(vals)) + i32(shot) + i32(subshot) + text("01/02/2003 04:05")
+            + text(name) + text("line\n") + columns(dims) + columns(vals) + i32(0) + index_map(dims) + index_map(vals))
+
+
+SHOW_SAMPLE = """\
+source:   service sample 1234/1
+name:     sample
+shot:     1234
+subshot:  1
+date:     03/07/2009 14:05
+comment:  sample data set of the test service
+dimensions: 2
+  time     [s]  5 points  0 .. 0.004
+  channel  [ ]  3 points  0 .. 2
+values: 2 (15 points each)
+  signal   [V]  min 0  max 0.012
+  noise    [V]  min 0  max 0.02
+"""
+
+
+class LocalFiles(ToolCase):
+    """show and convert on files the library wrote, and on hostile ones."""
+
+    def test_show_text_and_dump_agree(self):
+        text = self.sample("s.dat", "--name", "te", "--shot", "77", "--points", "4")
+        self.expect(0, "convert", text, "s.dump")
+        from_text = self.json_of("show", text, "--json")
+        from_dump = self.json_of("show", "s.dump", "--json")
+        self.assertEqual(from_text.pop("source"), "text file " + text)
+        self.assertEqual(from_dump.pop("source"), "dump file s.dump")
+        self.assertIsNone(from_text.pop("subshot"))  # the text format has no sub-shot
+        self.assertEqual(from_dump.pop("subshot"), 0)  # the text reader's record starts at 0
+        self.assertEqual(from_text, from_dump)
+        self.assertEqual(from_text["name"], "te")
+        self.assertEqual(from_text["shot"], 77)
+        self.assertEqual([d["name"] for d in from_text["dimensions"]], ["time", "channel"])
+        self.assertEqual(from_text["dimensions"][0], {"name": "time", "unit": "s", "size": 4, "first": 0, "last": 0.003})
+        self.assertEqual(from_text["values"][0], {"name": "signal", "unit": "V", "size": 12, "min": 0, "max": 0.009})
+
+    def test_convert_round_trip_keeps_every_bit(self):
+        self.expect(0, "sample", "a.dump", "--dump", "--points", "7")
+        out, _ = self.expect(0, "convert", "a.dump", "b.dat")
+        self.assertEqual(out, "a.dump (dump) -> b.dat (text)\n")
+        with open(self.path("b.dat"), "rb") as f:
+            rows = f.read().split(b"# [Data] \r\n", 1)[1].splitlines()
+        # The sample's numbers, computed the way the tool computes them, must come back exactly.
+        expected = [[0.001 * t, float(c), 0.001 * t * (c + 1), c / 100.0] for t in range(7) for c in range(3)]
+        self.assertEqual([[float(x) for x in row.split(b", ")] for row in rows], expected)
+        self.expect(0, "convert", "b.dat", "c.dump")
+        self.expect(0, "convert", "c.dump", "d.dat", "--text")
+        with open(self.path("b.dat"), "rb") as b, open(self.path("d.dat"), "rb") as d:
+            self.assertEqual(b.read().split(b"# [Data] ")[1], d.read().split(b"# [Data] ")[1])
+
+    def test_convert_never_clobbers_without_force(self):
+        self.sample("in.dat")
+        with open(self.path("out.dump"), "w") as f:
+            f.write("precious")
+        _, err = self.expect(4, "convert", "in.dat", "out.dump")
+        self.assertIn("out.dump: exists", err)
+        with open(self.path("out.dump")) as f:
+            self.assertEqual(f.read(), "precious")
+        self.expect(0, "convert", "in.dat", "out.dump", "--force")
+        self.assertEqual(self.json_of("show", "out.dump", "--json")["name"], "sample")
+        self.assertEqual(sorted(os.listdir(self.dir)), ["in.dat", "out.dump"])
+        self.expect(2, "convert", "in.dat", "x", "--text", "--dump")
+
+    def test_hostile_and_missing_files(self):
+        cases = {
+            "empty": b"",
+            "garbage": bytes(range(256)) * 4,
+            "header-only": b"# [Parameters]\n# Name='x'\n",
+            "bad-text": b"# [Parameters]\n# Name='x'\n# ShotNo=1\n# Date='d'\n# DimNo=1\n# DimName='a'\n"
+                        b"# DimSize=3\n# DimUnit='u'\n# ValNo=1\n# ValName='v'\n# ValUnit='u'\n#\n# [Comments]\n#\n#\n"
+                        b"# [Data] \n1, 2\n",
+            "truncated.dump": dump_bytes([("t", "s", 2, [0.0, 1.0])], [("v", "V", 2, [1.0, 2.0])])[:-9],
+            "short-column.dump": dump_bytes([("t", "s", 3, [0.0, 1.0, 2.0])], [("v", "V", 1, [1.0])]),
+            "huge-count.dump": dump_bytes([("t", "s", 0x7fffffff, [])], []),
+        }
+        for name, data in cases.items():
+            with open(self.path(name), "wb") as f:
+                f.write(data)
+            for command in (["show", name], ["show", name, "--json"], ["convert", name, name + ".out"],
+                            ["put", name]):
+                _, err = self.expect(4, *command)
+                self.assertIn(name, err)
+        self.expect(4, "show", "missing.dat")
+        self.expect(4, "show", ".")
+        self.assertEqual(sorted(os.listdir(self.dir)), sorted(cases))
+
+    def test_well_formed_hand_made_dump(self):
+        with open(self.path("ok.dump"), "wb") as f:
+            f.write(dump_bytes([("t", "s", 2, [1.5, -2.0])], [("v", "V", 2, [float("nan"), 3.0]),
+                                                             ("w", "", 2, [float("inf"), float("nan")])]))
+        shown = self.json_of("show", "ok.dump", "--json")
+        self.assertEqual((shown["name"], shown["shot"], shown["subshot"]), ("hostile", 5, 2))
+        self.assertEqual(shown["dimensions"], [{"name": "t", "unit": "s", "size": 2, "first": 1.5, "last": -2.0}])
+        self.assertEqual(shown["values"][0], {"name": "v", "unit": "V", "size": 2, "min": 3.0, "max": 3.0})
+        self.assertEqual(shown["values"][1]["min"], None)
+        out, _ = self.expect(0, "show", "ok.dump")
+        self.assertIn("\n  w     []   no finite values\n", out)
+
+    def test_json_escapes_every_string(self):
+        self.sample("plain.dat")
+        with open(self.path("plain.dat"), "rb") as f:
+            data = f.read()
+        weird = b'a"b\\c\x01d\xff\xc3\xa9'
+        data = data.replace(b"# Name='sample'", b"# Name='" + weird + b"'")
+        with open(self.path("weird.dat"), "wb") as f:
+            f.write(data)
+        shown = self.json_of("show", "weird.dat", "--json")
+        self.assertEqual(shown["name"], 'a"b\\c\x01d\ufffd\u00e9')
+
+
+class Usage(ToolCase):
+    """Argument errors give status 2 and one line; --help works for every subcommand."""
+
+    def test_help_of_every_subcommand(self):
+        out, _ = self.expect(0, "--help")
+        for command in ("show", "convert", "get", "put", "rm", "search", "list", "explog", "passwd", "sample"):
+            self.assertIn(command, out)
+            sub, _ = self.expect(0, command, "--help")
+            self.assertIn("Usage", sub)
+
+    def test_usage_errors(self):
+        _, err = self.expect(2)
+        _, err = self.expect(2, "bogus")
+        self.assertIn("unknown subcommand: bogus", err)
+        self.expect(2, "get")
+        _, err = self.expect(2, "get", "sample", "12x")
+        self.assertIn("SHOT: not a whole number: 12x", err)
+        self.expect(2, "get", "sample", "0")
+        self.expect(2, "get", "sample", "1234", "-1")
+        self.expect(2, "show", "a", "1", "2", "3")
+        self.expect(2, "explog")
+        self.expect(2, "explog", "1", "--columns")
+        self.expect(2, "search", "--shots", "a-b")
+        self.expect(2, "search", "--limit", "-3")
+        self.expect(2, "list", "--no-such-option")
+
+
+class Settings(ToolCase):
+    """Settings that cannot be used, and a service that is not there."""
+
+    def write_ini(self, text):
+        with open(self.path("client.ini"), "w") as f:
+            f.write(text)
+        return self.path("client.ini")
+
+    def test_missing_and_empty_settings(self):
+        _, err = self.expect(4, "--ini", self.path("nope.ini"), "list")
+        self.assertIn("nope.ini: cannot open", err)
+        self.expect(4, "list", "--ini", self.dir)  # global options also after the subcommand
+        _, err = self.expect(4, "--ini", self.write_ini("[tserver]\naccount=a\n"), "list")
+        self.assertIn("no endpoint", err)
+        env = dict(os.environ, CLIENT_INI2=self.path("none"), HOME=self.dir)
+        if not os.path.exists("/etc/client2.ini"):
+            code, _, err = run("search", env=env, cwd=self.dir)
+            self.assertEqual((code, err.count("\n")), (4, 1), err)
+            self.assertIn("no settings file found", err)
+
+    def test_unreachable_service_is_status_3(self):
+        import socket
+        with socket.socket() as s:  # a port that was free a moment ago
+            s.bind(("127.0.0.1", 0))
+            port = s.getsockname()[1]
+        ini = self.write_ini(f"[tserver]\naccount=a\npasswd=b\nendpoint=http://127.0.0.1:{port}/\n")
+        for command in (["list"], ["search"], ["get", "x", "1"], ["rm", "x", "1"], ["show", "x", "1"],
+                        ["explog", "--columns"], ["explog", "1"]):
+            _, err = self.expect(3, "--ini", ini, *command)
+            self.assertIn("refused", err.lower())
+        self.assertEqual(self.leftovers(), [])
+
+
+class Catalogue(ToolCase):
+    """search, list and explog against the sample on the test service."""
+
+    def test_list(self):
+        out, _ = self.expect(0, "list")
+        self.assertIn("sample  1\n", out)
+        self.assertIn({"name": "sample", "entries": 1}, self.json_of("list", "--json"))
+
+    def test_search(self):
+        out, _ = self.expect(0, "search", "sample")
+        lines = out.splitlines()
+        self.assertEqual(lines[0].split(), ["NAME", "SHOT", "SUB", "BYTES", "DATE", "USER"])
+        self.assertEqual(lines[1].split()[:3], ["sample", "1234", "1"])
+        self.assertEqual(lines[1].split()[-1], "analyst")
+        rows = self.json_of("search", "--json", "--shots", "1000-2000", "--subshot", "1", "--user", "analyst")
+        row = [r for r in rows if r["name"] == "sample"][0]
+        self.assertEqual((row["shot"], row["subshot"], row["user"]), (1234, 1, "analyst"))
+        self.assertEqual(row["summary"], "sample data set")
+        self.assertTrue(row["filename"].endswith(".zip"))
+        self.assertGreater(row["size"], 0)
+        self.assertEqual(self.json_of("search", "sample", "--shots", "1234", "--json")[0]["shot"], 1234)
+
+    def test_search_without_hits(self):
+        for args in (["nothing"], ["sample", "--shots", "1235-"], ["sample", "--shots", "-1233"],
+                     ["sample", "--subshot", "2"], ["--user", "nobody"]):
+            out, err = self.expect(1, "search", "--json", *args)
+            self.assertEqual(json.loads(out), [])
+            self.assertIn("no data set matches", err)
+
+    def test_explog(self):
+        self.assertEqual(self.expect(0, "explog", "--columns")[0], "shotno\ndate\nenergy\n")
+        self.assertEqual(self.json_of("explog", "--columns", "--json"), ["shotno", "date", "energy"])
+        self.assertEqual(self.expect(0, "explog", "1235")[0], "shotno  1235\ndate    2009/03/08\nenergy  2.5\n")
+        self.assertEqual(self.expect(0, "explog", "1234", "energy")[0], "1.5\n")
+        self.assertEqual(self.json_of("explog", "1234", "--json"),
+                         {"shotno": "1234", "date": "2009/03/07", "energy": "1.5"})
+        self.assertEqual(self.json_of("explog", "1234", "date", "--json"), {"date": "2009/03/07"})
+        self.assertIn("explog 99: not found", self.expect(1, "explog", "99")[1])
+        self.assertIn("explog 1234 nope: not found", self.expect(1, "explog", "1234", "nope")[1])
+
+
+class Transfer(ToolCase):
+    """get, show, put and rm against the test service."""
+
+    def test_show_from_service(self):
+        self.assertEqual(self.expect(0, "show", "sample", "1234")[0], SHOW_SAMPLE)
+        shown = self.json_of("show", "sample", "1234", "1", "--json")
+        self.assertEqual(shown["subshot"], 1)
+        self.assertEqual(shown["comment"], "\nsample data set of the test service\n\n")
+        self.assertEqual([v["max"] for v in shown["values"]], [0.012, 0.02])
+        self.assertIn("show sample 1234/2: not found", self.expect(1, "show", "sample", "1234", "2")[1])
+        self.assertEqual(os.listdir(self.dir), [])
+
+    def test_get(self):
+        out, _ = self.expect(0, "get", "sample", "1234")
+        self.assertRegex(out, r"^fetched sample 1234/1 -> sample@1234-1\.dat \(\d+ bytes\)\n$")
+        with open(self.path("sample@1234-1.dat"), "rb") as f:
+            fetched = f.read()
+        self.assertTrue(fetched.startswith(b"# [Parameters]\r\n# Name='sample'\r\n"))
+        # An existing file is kept unless --force is given.
+        with open(self.path("sample@1234-1.dat"), "wb") as f:
+            f.write(b"mine")
+        self.assertIn("exists", self.expect(4, "get", "sample", "1234")[1])
+        with open(self.path("sample@1234-1.dat"), "rb") as f:
+            self.assertEqual(f.read(), b"mine")
+        self.expect(0, "get", "sample", "1234", "--force")
+        with open(self.path("sample@1234-1.dat"), "rb") as f:
+            self.assertEqual(f.read(), fetched)
+        # -o names a file or a directory; --zip keeps the archive.
+        os.mkdir(self.path("sub"))
+        self.expect(0, "get", "sample", "1234", "1", "-o", "sub")
+        self.expect(0, "get", "sample", "1234", "-o", "sub/named.dat")
+        self.expect(0, "get", "sample", "1234", "--zip", "-o", "sub")
+        self.assertEqual(sorted(os.listdir(self.path("sub"))),
+                         ["named.dat", "sample@1234-1.dat", "sample@1234-1.dat.zip"])
+        with zipfile.ZipFile(self.path("sub/sample@1234-1.dat.zip")) as z:
+            self.assertEqual([z.read(n) for n in z.namelist()], [fetched])
+        self.assertIn("not found", self.expect(1, "get", "sample", "4321")[1])
+        self.assertIn("cannot create", self.expect(4, "get", "sample", "1234", "-o", "no/such/dir/x")[1])
+        self.assertEqual(self.leftovers(), [])
+
+    def test_put_search_get_rm(self):
+        self.sample("mine.dat", "--name", "tooltest", "--shot", "4711")
+        out, err = self.expect(0, "put", "mine.dat", "--subshot", "3")
+        self.assertEqual((out, err), ("registered mine.dat as tooltest 4711/3\n", ""))
+        rows = self.json_of("search", "tooltest", "--json")
+        self.assertEqual([(r["shot"], r["subshot"]) for r in rows], [(4711, 3)])
+        self.assertIn("#DimNo=2", rows[0]["summary"].replace(" ", ""))
+        self.expect(0, "put", "mine.dat", "--name", "tooltest2", "--shot", "12")
+        self.assertEqual(self.json_of("search", "tooltest2", "--json")[0]["shot"], 12)
+        self.expect(0, "get", "tooltest", "4711", "3", "-o", "back.dat")
+        self.assertEqual(self.json_of("show", "back.dat", "--json")["values"],
+                         self.json_of("show", "mine.dat", "--json")["values"])
+        self.assertEqual(self.expect(0, "rm", "tooltest", "4711", "3")[0], "deleted tooltest 4711/3\n")
+        self.expect(1, "rm", "tooltest", "4711", "3")
+        self.expect(0, "rm", "tooltest2", "12")
+        self.expect(1, "search", "tooltest")
+        self.assertEqual(sorted(os.listdir(self.dir)), ["back.dat", "mine.dat"])
+
+    def test_put_refusals(self):
+        self.expect(0, "sample", "d.dump", "--dump")
+        self.assertIn("convert it first", self.expect(4, "put", "d.dump")[1])
+        self.expect(4, "put", "missing.dat")
+        self.sample("p.dat", "--name", "refused")
+        # Another account's password is asked for; a wrong one is a service failure.
+        _, err = self.expect(3, "put", "p.dat", "--user", "nobody", stdin="wrong\n")
+        self.assertIn("bad user name or password", err)
+        self.expect(2, "put", "p.dat", "--user", "nobody", stdin="")
+        self.expect(1, "search", "refused")
+
+    def test_progress_bar_only_on_a_terminal(self):
+        self.sample("big.dat", "--name", "bigone", "--points", "100000")
+        out, err = self.expect(0, "put", "big.dat")
+        self.assertEqual(err, "")
+        _, err = self.expect(0, "get", "bigone", "1234", "-o", "plain.dat")
+        self.assertEqual(err, "")
+        master, slave = pty.openpty()
+        proc = subprocess.Popen([TOOL, "get", "bigone", "1234", "-o", "tty.dat"], cwd=self.dir,
+                                stdout=subprocess.PIPE, stderr=slave)
+        os.close(slave)
+        seen = b""
+        while True:
+            try:
+                chunk = os.read(master, 4096)
+            except OSError:
+                break
+            if not chunk:
+                break
+            seen += chunk
+        os.close(master)
+        proc.communicate(timeout=60)
+        self.assertEqual(proc.returncode, 0)
+        self.assertIn(b"get bigone 1234/1 [", seen)
+        self.assertIn(b"%", seen)
+        self.assertTrue(seen.endswith(b"\r\x1b[K"), seen[-40:])
+        self.expect(0, "rm", "bigone", "1234")
+
+
+class Account(ToolCase):
+    """passwd changes the password; the old one stops working."""
+
+    def settings_with(self, password):
+        with open(os.environ["CLIENT_INI2"]) as f:
+            text = f.read().replace("passwd=secret", "passwd=" + password)
+        path = self.path(password + ".ini")
+        with open(path, "w") as f:
+            f.write(text)
+        return path
+
+    def test_passwd(self):
+        self.assertIn("differ", self.expect(2, "passwd", stdin="new-one\nother\n")[1])
+        self.expect(2, "passwd", stdin="\n\n")
+        wrong = self.settings_with("wrong")
+        self.assertIn("password not changed", self.expect(3, "--ini", wrong, "passwd", stdin="x\nx\n")[1])
+        out, _ = self.expect(0, "passwd", stdin="new-one\nnew-one\n")
+        self.assertEqual(out, "password of analyst changed; update passwd= in the settings file\n")
+        self.sample("a.dat", "--name", "afterpasswd")
+        self.expect(3, "put", "a.dat")  # the settings still hold the old password
+        changed = self.settings_with("new-one")
+        self.expect(0, "--ini", changed, "put", "a.dat")
+        self.expect(0, "--ini", changed, "passwd", stdin="secret\nsecret\n")
+        self.expect(0, "rm", "afterpasswd", "1234")
+
+
+if __name__ == "__main__":
+    TOOL = os.path.abspath(sys.argv[1])
+    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], verbosity=2)
