@@ -9,6 +9,17 @@ trap 'rm -rf "$scratch"' EXIT INT TERM
 
 cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
 
+# The programs and every public header a C, C++ or Fortran caller needs.
+prefix="$scratch/prefix"
+for file in bin/anadata bin/anadata-server include/anadata/anadata.h include/anadata/clsAnaDataAccess.h \
+    include/anadata/explog.h include/anadata/anadata_c.h include/anadata/anadata.inc; do
+    [ -e "$prefix/$file" ] || { echo "check-install: $file is not installed" >&2; exit 1; }
+done
+# The installed tool finds the installed library by itself (no LD_LIBRARY_PATH).
+(cd "$scratch" && "$prefix/bin/anadata" sample installed.dat >/dev/null && "$prefix/bin/anadata" show installed.dat --json) \
+    | grep -q '"name": "sample"' || { echo "check-install: the installed anadata does not run" >&2; exit 1; }
+"$prefix/bin/anadata-server" --help >/dev/null || { echo "check-install: the installed anadata-server does not run" >&2; exit 1; }
+
 cmake -S "$consumer" -B "$scratch/cmake-build" -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
 cmake --build "$scratch/cmake-build" >/dev/null
 LD_LIBRARY_PATH="$scratch/prefix/lib:$scratch/prefix/lib/$(gcc -print-multiarch)" "$scratch/cmake-build/consumer"
