@@ -1,0 +1,276 @@
+// The server half of the C and Fortran entry points against a running anadata-server: result
+// sets, inverted results, bounded copies, experiment-log quirks and the record round trip.
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "ClientFixture.h"
+#include "ServiceFixture.h"
+#include "anadata_c.h"
+#include "clsException.h"
+
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
+
+extern "C" {
+int g77anadataretrieve_(int*, char*, int*, int*, int);
+int g77anadataregist_(int*);
+int g77anadatagetdimno_(int*, int*);
+int g77anadatagetvalsize_(int*, int*);
+int g77exploggetcolumnno_(int*);
+int g77exploggetcolumnnames_(char*, int);
+int g77exploggetvalue_(int*, char*, char*, int, int);
+}
+
+namespace {
+
+class CService : public ServiceFixture {
+protected:
+    void SetUp() override {
+        ServiceFixture::SetUp();
+        // A three-column log, so that the slot arithmetic below is the documented 3 * 256.
+        writeFile(dir.file("explog.csv"), "shotno,date,energy\n1234,2009/03/07,1.5\n1235,2009/03/08,2.5\n");
+        start();
+        configureAccess(home, server->url(), "alice", "wonder");
+        diag = "cbind" + std::to_string(getpid());
+        std::filesystem::create_directories(work);
+    }
+    void TearDown() override { expectNoLeftovers(diag, work); }
+
+    // A data file of 2 x 3 points written through the C entry points; returns its name in work.
+    std::string dataFile(int shot) {
+        const double t[2] = {0.5, 1.5}, r[3] = {3, 3.5, 4}, v[6] = {1, 2, 3, 4, 5, 6};
+        int h = -1;
+        EXPECT_EQ(cAnaDataNew(&h, 2, 1), 0);
+        cAnaDataSetDiagnostics_(h, diag.c_str());
+        cAnaDataSetShotNumber(h, shot);
+        cAnaDataSetSubnumber(h, 1);
+        cAnaDataSetdate(h, "03/07/2009 14:05");
+        cAnaDataSetDimData(h, 0, "Time", "s", 2, t);
+        cAnaDataSetDimData(h, 1, "R", "m", 3, r);
+        cAnaDataSetValData(h, 0, "Te", "keV", 6, v);
+        const std::string name = diag + "@" + std::to_string(shot) + "-1.dat";
+        EXPECT_EQ(cAnaDataSave(h, (work + "/" + name).c_str(), 0), 0);
+        cAnaDataRelease(h);
+        return name;
+    }
+
+    int registFile(int shot) {
+        const std::string name = dataFile(shot);
+        return cAnaDataRegistFile(work.c_str(), name.c_str(), diag.c_str(), shot, 1, "", "made by cbind", "alice",
+                                  "wonder");
+    }
+
+    TempDir home;
+    std::string diag, work = dir.file("work");
+};
+
+TEST_F(CService, RegistFileAndDeleteReturnOneOnSuccessAndZeroOnFailure) {
+    CaptureStderr();
+    EXPECT_EQ(registFile(4000), 1);
+    EXPECT_EQ(cAnaDataDelete(diag.c_str(), 4000, 1, "alice", "wonder"), 1);
+    EXPECT_EQ(cAnaDataDelete(diag.c_str(), 4000, 1, "alice", "wonder"), 0);
+    // A refused account replaces the configured one for the rest of the process.
+    EXPECT_EQ(cAnaDataRegistFile(work.c_str(), dataFile(4001).c_str(), diag.c_str(), 4001, 1, "", "s", "alice",
+                                 "wrong"),
+              0);
+    EXPECT_EQ(qx::clsAnaDataAccess::pass, "wrong");
+    GetCapturedStderr();
+}
+
+TEST_F(CService, SearchRowsAreReadOneByOneAndPointIntoTheSet) {
+    CaptureStderr();
+    ASSERT_EQ(registFile(4100), 1);
+    ASSERT_EQ(registFile(4102), 1);
+    GetCapturedStderr();
+    const char* names[] = {diag.c_str()};
+    ResultSet_s set = cAnaDataSearch(names, 1, 4100, 4200, 0, "", cAnaDataGetLimit());
+    ASSERT_EQ(set.type, 1);
+    ASSERT_EQ(cAnaDataGetNumRow(set), 2);
+    TavolenInfo_s row[2];
+    for (int i = 0; i < 2; ++i) ASSERT_EQ(cAnaDataGetRow(set, i, &row[i]), 1);
+    EXPECT_STREQ(row[0].diagnostics, diag.c_str());
+    EXPECT_EQ(row[0].shotno, 4100);
+    EXPECT_EQ(row[1].shotno, 4102);
+    EXPECT_EQ(row[1].subshotno, 1);
+    EXPECT_STREQ(row[1].summary, "made by cbind");
+    EXPECT_STREQ(row[1].userid, "alice");
+    EXPECT_GT(row[1].filelen, 0);
+    EXPECT_EQ(std::string(row[1].filename).find(".zip"), std::string(row[1].filename).size() - 4);
+    EXPECT_THROW(cAnaDataGetRow(set, 2, &row[0]), std::out_of_range);
+    EXPECT_THROW(cAnaDataGetRow(set, -1, &row[0]), std::out_of_range);
+    cAnaDataReleaseResultSet(set);
+
+    ResultSet_s counts = cAnaDataGetNumEntry(diag.c_str(), 4100, 10);
+    ASSERT_EQ(counts.type, 2);
+    ASSERT_EQ(cAnaDataGetNumRow(counts), 2);
+    NumEntry_s count{};
+    ASSERT_EQ(cAnaDataGetRow(counts, 1, &count), 1);
+    EXPECT_EQ(count.no, 4102);
+    EXPECT_EQ(count.sum, 1);
+    cAnaDataReleaseResultSet(counts);
+
+    ResultSet_s entries = cAnaDataGetDiagEntry();
+    ASSERT_EQ(entries.type, 3);
+    bool found = false;
+    for (int i = 0; i < cAnaDataGetNumRow(entries); ++i) {
+        DiagEntry_s entry{};
+        ASSERT_EQ(cAnaDataGetRow(entries, i, &entry), 1);
+        if (entry.diagnostics == diag) found = entry.sum == 2;
+    }
+    EXPECT_TRUE(found);
+    cAnaDataReleaseResultSet(entries);
+}
+
+TEST_F(CService, RefusedQueriesGiveTheEmptySet) {
+    CaptureStderr();
+    const ResultSet_s refused[] = {cAnaDataSearch(nullptr, 0, 0, 0, -1, "", 10),  // negative sub-shot
+                                   cAnaDataGetNumEntry("", 1, -5)};                // negative range
+    server->stop();
+    const ResultSet_s unreachable = cAnaDataGetDiagEntry();
+    GetCapturedStderr();
+    for (const ResultSet_s& set : {refused[0], refused[1], unreachable}) {
+        EXPECT_EQ(set.type, 0);
+        EXPECT_EQ(set.rows, nullptr);
+        EXPECT_EQ(cAnaDataGetNumRow(set), -1);
+        NumEntry_s row{-7, -7};
+        EXPECT_EQ(cAnaDataGetRow(set, 0, &row), 0);
+        EXPECT_EQ(row.no, -7);
+        cAnaDataReleaseResultSet(set);
+    }
+}
+
+TEST_F(CService, GetFillsTheWholePathBufferAndReportsFailure) {
+    CaptureStderr();
+    ASSERT_EQ(registFile(4200), 1);
+    char path[1100];
+    std::memset(path, '#', sizeof path);
+    std::strcpy(path, "fetched.dat");
+    EXPECT_EQ(cAnaDataGet(diag.c_str(), 4200, 1, path, work.c_str(), false), 0);
+    const std::string expected = work + "/fetched.dat";
+    EXPECT_EQ(std::string(path), expected);
+    EXPECT_EQ(std::string(path + expected.size(), path + 1024), std::string(1024 - expected.size(), '\0'));
+    EXPECT_EQ(std::string(path + 1024, path + sizeof path), std::string(sizeof path - 1024, '#'));
+    EXPECT_EQ(readFile(expected).rfind("#", 0), 0u);
+    std::filesystem::remove(expected);
+
+    std::strcpy(path, "kept");
+    GetCapturedStderr();
+    CaptureStderr();
+    EXPECT_EQ(cAnaDataGet(diag.c_str(), 9999, 1, path, work.c_str(), false), 3);
+    EXPECT_NE(GetCapturedStderr().find("data acquisition failure.\n"), std::string::npos);
+    EXPECT_STREQ(path, "kept");
+}
+
+TEST_F(CService, RecordsRegisterAndComeBackThroughTheirHandles) {
+    int h = -1;
+    CaptureStderr();
+    ASSERT_EQ(cAnaDataLoad(&h, (work + "/" + dataFile(4300)).c_str()), 0);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(cAnaDataRegist(h), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "ok\n");
+    EXPECT_EQ(cAnaDataRegist(h + 100), 1);
+    GetCapturedStderr();
+    std::filesystem::remove(work + "/" + diag + "@4300-1.dat");
+
+    int back = -1;
+    ASSERT_EQ(cAnaDataRetrieve(&back, diag.c_str(), 4300, 1), 0);
+    EXPECT_EQ(back, h + 1);
+    int size = 0;
+    double values[6] = {};
+    EXPECT_EQ(cAnaDataGetValSize(back, &size), 0);
+    ASSERT_EQ(size, 6);
+    EXPECT_EQ(cAnaDataGetValData(back, values, 0), 0);
+    EXPECT_EQ(values[5], 6.0);
+
+    // A failed fetch takes no handle number.
+    int none = -5;
+    CaptureStderr();
+    EXPECT_EQ(cAnaDataRetrieve(&none, diag.c_str(), 1, 1), 3);
+    EXPECT_NE(GetCapturedStderr().find("Not found.\n"), std::string::npos);
+    EXPECT_EQ(none, -5);
+    int next = -1;
+    ASSERT_EQ(cAnaDataNew(&next, 0, 0), 0);
+    EXPECT_EQ(next, back + 1);
+
+    // The Fortran table is separate and the name arrives blank-padded.
+    char name[32];
+    std::memset(name, ' ', sizeof name);
+    std::memcpy(name, diag.data(), diag.size());
+    int shot = 4300, sub = 1, fh = -1, dims = 0;
+    ASSERT_EQ(g77anadataretrieve_(&fh, name, &shot, &sub, static_cast<int>(sizeof name)), 0);
+    EXPECT_EQ(fh, 0);
+    EXPECT_EQ(g77anadatagetdimno_(&fh, &dims), 0);
+    EXPECT_EQ(dims, 2);
+    testing::internal::CaptureStdout();
+    CaptureStderr();
+    EXPECT_EQ(g77anadataregist_(&fh), 0);
+    int unknown = 42;
+    EXPECT_EQ(g77anadataregist_(&unknown), 1);
+    GetCapturedStderr();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "ok\n");
+}
+
+TEST_F(CService, ExperimentLogNamesFillWholeSlots) {
+    int n = 0;
+    ASSERT_EQ(cExplogGetColumnNo(&n), 0);
+    ASSERT_EQ(n, 3);
+    std::vector<char> buf(1000, '#');
+    EXPECT_EQ(cExplogGetColumnNames(buf.data(), 1), 0);
+    EXPECT_STREQ(buf.data() + 256, "date");
+    EXPECT_EQ(std::string(buf.data() + 512 + 6, 256 - 6), std::string(250, '\0'));
+    EXPECT_EQ(std::string(buf.data() + 768, 232), std::string(232, '#'));
+
+    std::vector<char> fortran(800, '#');
+    ASSERT_EQ(g77exploggetcolumnno_(&n), 0);
+    EXPECT_EQ(g77exploggetcolumnnames_(fortran.data(), 256), 0);
+    EXPECT_EQ(std::string(fortran.data(), 256), "shotno" + std::string(250, ' '));
+    EXPECT_EQ(std::string(fortran.data() + 512, 256), "energy" + std::string(250, ' '));
+    EXPECT_EQ(fortran[768], '#');
+}
+
+TEST_F(CService, ExperimentLogValuesAndTheSwallowedFailure) {
+    char value[300];
+    std::memset(value, '#', sizeof value);
+    EXPECT_EQ(cExploGetValue(1234, "date", value), 0);
+    EXPECT_EQ(std::string(value, 256), "2009/03/07" + std::string(246, '\0'));
+    EXPECT_EQ(value[256], '#');
+
+    // Unknown column or shot: no status, no message, the buffer untouched.
+    std::strcpy(value, "untouched");
+    CaptureStderr();
+    EXPECT_EQ(cExploGetValue(1234, "nosuch", value), 0);
+    EXPECT_EQ(cExploGetValue(99, "date", value), 0);
+    GetCapturedStderr();
+    EXPECT_STREQ(value, "untouched");
+
+    char column[8] = {'d', 'a', 't', 'e', ' ', ' ', ' ', ' '};
+    int shot = 1235;
+    std::memset(value, '#', sizeof value);
+    EXPECT_EQ(g77exploggetvalue_(&shot, column, value, 8, 300), 0);
+    EXPECT_EQ(std::string(value, 300), "2009/03/08" + std::string(290, ' '));
+    // A short variable still receives 256 bytes, blanks only within its own length.
+    std::memset(value, '#', sizeof value);
+    EXPECT_EQ(g77exploggetvalue_(&shot, column, value, 8, 12), 0);
+    EXPECT_EQ(std::string(value, 257), "2009/03/08  " + std::string(244, '\0') + "#");
+    shot = 77;
+    std::strcpy(value, "untouched");
+    CaptureStderr();
+    EXPECT_EQ(g77exploggetvalue_(&shot, column, value, 8, 300), 0);
+    GetCapturedStderr();
+    EXPECT_STREQ(value, "untouched");
+}
+
+TEST_F(CService, ColumnQueriesLetTheServiceFailurePass) {
+    server->stop();
+    int n = 0;
+    char names[1024];
+    CaptureStderr();
+    EXPECT_THROW(cExplogGetColumnNo(&n), qx::clsException);
+    EXPECT_THROW(cExplogGetColumnNames(names, 4), qx::clsException);
+    EXPECT_THROW(g77exploggetcolumnno_(&n), qx::clsException);
+    GetCapturedStderr();
+}
+
+}  // namespace
