@@ -15,9 +15,6 @@ using testing::internal::GetCapturedStderr;
 
 extern "C" {
 int g77anadataretrieve_(int*, char*, int*, int*, int);
-int g77anadataregist_(int*);
-int g77anadatagetdimno_(int*, int*);
-int g77anadatagetvalsize_(int*, int*);
 int g77exploggetcolumnno_(int*);
 int g77exploggetcolumnnames_(char*, int);
 int g77exploggetvalue_(int*, char*, char*, int, int);
@@ -90,14 +87,13 @@ TEST_F(CService, SearchRowsAreReadOneByOneAndPointIntoTheSet) {
     ASSERT_EQ(cAnaDataGetNumRow(set), 2);
     TavolenInfo_s row[2];
     for (int i = 0; i < 2; ++i) ASSERT_EQ(cAnaDataGetRow(set, i, &row[i]), 1);
+    // Both rows' strings stay valid side by side until the set is released.
     EXPECT_STREQ(row[0].diagnostics, diag.c_str());
-    EXPECT_EQ(row[0].shotno, 4100);
-    EXPECT_EQ(row[1].shotno, 4102);
-    EXPECT_EQ(row[1].subshotno, 1);
     EXPECT_STREQ(row[1].summary, "made by cbind");
     EXPECT_STREQ(row[1].userid, "alice");
+    EXPECT_EQ(row[0].shotno, 4100);
+    EXPECT_EQ(row[1].shotno, 4102);
     EXPECT_GT(row[1].filelen, 0);
-    EXPECT_EQ(std::string(row[1].filename).find(".zip"), std::string(row[1].filename).size() - 4);
     EXPECT_THROW(cAnaDataGetRow(set, 2, &row[0]), std::out_of_range);
     EXPECT_THROW(cAnaDataGetRow(set, -1, &row[0]), std::out_of_range);
     cAnaDataReleaseResultSet(set);
@@ -163,53 +159,32 @@ TEST_F(CService, GetFillsTheWholePathBufferAndReportsFailure) {
     EXPECT_STREQ(path, "kept");
 }
 
-TEST_F(CService, RecordsRegisterAndComeBackThroughTheirHandles) {
+TEST_F(CService, RegistAnnouncesItselfAndAFailedFetchTakesNoHandleNumber) {
     int h = -1;
     CaptureStderr();
     ASSERT_EQ(cAnaDataLoad(&h, (work + "/" + dataFile(4300)).c_str()), 0);
+    std::filesystem::remove(work + "/" + diag + "@4300-1.dat");
     testing::internal::CaptureStdout();
     EXPECT_EQ(cAnaDataRegist(h), 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "ok\n");
-    EXPECT_EQ(cAnaDataRegist(h + 100), 1);
     GetCapturedStderr();
-    std::filesystem::remove(work + "/" + diag + "@4300-1.dat");
 
-    int back = -1;
-    ASSERT_EQ(cAnaDataRetrieve(&back, diag.c_str(), 4300, 1), 0);
-    EXPECT_EQ(back, h + 1);
-    int size = 0;
-    double values[6] = {};
-    EXPECT_EQ(cAnaDataGetValSize(back, &size), 0);
-    ASSERT_EQ(size, 6);
-    EXPECT_EQ(cAnaDataGetValData(back, values, 0), 0);
-    EXPECT_EQ(values[5], 6.0);
-
-    // A failed fetch takes no handle number.
     int none = -5;
     CaptureStderr();
     EXPECT_EQ(cAnaDataRetrieve(&none, diag.c_str(), 1, 1), 3);
     EXPECT_NE(GetCapturedStderr().find("Not found.\n"), std::string::npos);
     EXPECT_EQ(none, -5);
     int next = -1;
-    ASSERT_EQ(cAnaDataNew(&next, 0, 0), 0);
-    EXPECT_EQ(next, back + 1);
+    ASSERT_EQ(cAnaDataRetrieve(&next, diag.c_str(), 4300, 1), 0);
+    EXPECT_EQ(next, h + 1);
 
-    // The Fortran table is separate and the name arrives blank-padded.
+    // The Fortran table is separate: its first handle is 0 whatever the C table holds.
     char name[32];
     std::memset(name, ' ', sizeof name);
     std::memcpy(name, diag.data(), diag.size());
-    int shot = 4300, sub = 1, fh = -1, dims = 0;
+    int shot = 4300, sub = 1, fh = -1;
     ASSERT_EQ(g77anadataretrieve_(&fh, name, &shot, &sub, static_cast<int>(sizeof name)), 0);
     EXPECT_EQ(fh, 0);
-    EXPECT_EQ(g77anadatagetdimno_(&fh, &dims), 0);
-    EXPECT_EQ(dims, 2);
-    testing::internal::CaptureStdout();
-    CaptureStderr();
-    EXPECT_EQ(g77anadataregist_(&fh), 0);
-    int unknown = 42;
-    EXPECT_EQ(g77anadataregist_(&unknown), 1);
-    GetCapturedStderr();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "ok\n");
 }
 
 TEST_F(CService, ExperimentLogNamesFillWholeSlots) {
@@ -271,6 +246,33 @@ TEST_F(CService, ColumnQueriesLetTheServiceFailurePass) {
     EXPECT_THROW(cExplogGetColumnNames(names, 4), qx::clsException);
     EXPECT_THROW(g77exploggetcolumnno_(&n), qx::clsException);
     GetCapturedStderr();
+}
+
+TEST(CHelpers, BuffersGetExactlyTheirBoundAndSummaryCodesPassThrough) {
+    TempDir dir;
+    const std::string file = dir.file("h.dat");
+    writeFile(file, "#name='x'\n#shotno=1\n#date='3/7/2009 14:05'\n#dimno=1\n#dimname='t'\n#dimsize=2\n"
+                    "#valno=1\n#valname='v'\n#valunit='V'\n");
+    std::vector<char> summary(1100, '#'), date(1100, '#'), time(1100, '#');
+    cAnaDataGetSummary(file.c_str(), summary.data(), date.data(), time.data());
+    EXPECT_STREQ(date.data(), "2009/03/07");
+    EXPECT_STREQ(time.data(), "14:05:00");
+    EXPECT_STREQ(summary.data(), "#dimno=1\n#dimname='t'\n#dimsize=2\n#valno=1\n#valname='v'\n");
+    for (const auto* buf : {&summary, &date, &time}) {
+        EXPECT_EQ((*buf)[1023], '\0');
+        EXPECT_EQ((*buf)[1024], '#');
+    }
+    CaptureStderr();
+    EXPECT_THROW(cAnaDataGetSummary(dir.file("missing").c_str(), summary.data(), date.data(), time.data()), int);
+    EXPECT_EQ(GetCapturedStderr(), "cant open file " + dir.file("missing") + "\n");
+
+    std::vector<char> out(1030, '#');
+    EXPECT_EQ(cAnaDataGetDirName(file.c_str(), out.data()), 0);
+    EXPECT_EQ(std::string(out.data()), dir.path());
+    EXPECT_EQ(out[1023], '\0');
+    EXPECT_EQ(out[1024], '#');
+    EXPECT_EQ(cAnaDataThe_date(out.data()), 0);
+    EXPECT_EQ(std::string(out.data()).size(), 21u);
 }
 
 }  // namespace
