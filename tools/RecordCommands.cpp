@@ -11,6 +11,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "Interrupts.h"
 #include "Json.h"
 #include "RecordFiles.h"
 #include "Settings.h"
@@ -152,18 +153,22 @@ qx::AnaData fetchRecord(const GlobalOptions& globals, const DataSetName& name) {
     loadSettings(globals);
     const qx::TavolenInfo entry = findDataSet("show", name);
     char dirTemplate[] = "/tmp/anadata-show-XXXXXX";
-    if (mkdtemp(dirTemplate) == nullptr) throw ToolError(exitFile, systemError("create", "/tmp/anadata-show-*"));
+    std::unique_ptr<UndoOnInterrupt> undo;
+    {
+        const InterruptsHeld held;
+        if (mkdtemp(dirTemplate) == nullptr) throw ToolError(exitFile, systemError("create", "/tmp/anadata-show-*"));
+        const std::string created = dirTemplate;
+        undo = std::make_unique<UndoOnInterrupt>([created] { removeDirectory(created); });
+    }
     const std::string dir = dirTemplate;
-    const std::string file = dir + "/data";
     try {
+        const std::string file = dir + "/data";
         download("show", name, entry, file, false, false);
         qx::AnaData rec = loadRecord(file).record;
-        unlink(file.c_str());
-        rmdir(dir.c_str());
+        removeDirectory(dir);
         return rec;
     } catch (...) {
-        unlink(file.c_str());
-        rmdir(dir.c_str());
+        removeDirectory(dir);
         throw;
     }
 }

@@ -5,11 +5,13 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <streambuf>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "Interrupts.h"
 #include "ToolError.h"
 
 namespace tool {
@@ -82,9 +84,14 @@ void saveRecord(const qx::AnaData& record, const std::string& path, FileFormat f
     if (!replace && pathExists(path))
         throw ToolError(exitFile, path + ": exists (give --force to replace it)");
     std::string temp = path + ".XXXXXX";
-    const int fd = mkstemp(temp.data());
-    if (fd < 0) throw ToolError(exitFile, systemError("create a file next to", path));
-    close(fd);
+    std::unique_ptr<UndoOnInterrupt> undo;
+    {
+        const InterruptsHeld held;
+        const int fd = mkstemp(temp.data());
+        if (fd < 0) throw ToolError(exitFile, systemError("create a file next to", path));
+        close(fd);
+        undo = std::make_unique<UndoOnInterrupt>([temp] { unlink(temp.c_str()); });
+    }
     try {
         std::ofstream out(temp, std::ios::binary | std::ios::trunc);
         if (format == FileFormat::text) {

@@ -2,10 +2,12 @@
 #include "Terminal.h"
 
 #include <iostream>
+#include <memory>
 
 #include <termios.h>
 #include <unistd.h>
 
+#include "Interrupts.h"
 #include "ToolError.h"
 
 namespace tool {
@@ -16,10 +18,12 @@ std::string readSecret(const std::string& prompt) {
     if (terminal) std::cerr << prompt << std::flush;
     termios saved{};
     bool echoOff = false;
+    std::unique_ptr<UndoOnInterrupt> undo;
     if (terminal && tcgetattr(0, &saved) == 0) {
         termios quiet = saved;
         quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         echoOff = tcsetattr(0, TCSAFLUSH, &quiet) == 0;
+        if (echoOff) undo = std::make_unique<UndoOnInterrupt>([saved] { tcsetattr(0, TCSAFLUSH, &saved); });
     }
     std::string line;
     const bool got = static_cast<bool>(std::getline(std::cin, line));

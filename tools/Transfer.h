@@ -32,6 +32,9 @@ qx::TavolenInfo findDataSet(const std::string& command, const DataSetName& name)
 void download(const std::string& command, const DataSetName& name, const qx::TavolenInfo& entry,
               const std::string& target, bool keepArchive, bool replace);
 
+// Removes the files in `dir` and then `dir` itself (one level: the tool's private directories).
+void removeDirectory(const std::string& dir);
+
 // Parses a decimal int (the whole text). Throws ToolError (exitUsage) naming `what`.
 int parseInt(const std::string& text, const std::string& what);
 

@@ -20,6 +20,7 @@
 #include <anadata/clsAnaDataAccess.h>
 #include <anadata/explog.h>
 
+#include "Interrupts.h"
 #include "LibraryOutput.h"
 #include "Progress.h"
 #include "RecordFiles.h"
@@ -61,8 +62,9 @@ std::string withReason(const std::string& head, const std::string& captured) {
     return reason.empty() ? head : head + ": " + reason;
 }
 
-// Removes the private transfer directory and whatever the library left in it.
-void removeTree(const std::string& dir) {
+}  // namespace
+
+void removeDirectory(const std::string& dir) {
     if (DIR* handle = opendir(dir.c_str())) {
         std::vector<std::string> names;
         while (const dirent* entry = readdir(handle)) {
@@ -74,6 +76,8 @@ void removeTree(const std::string& dir) {
     }
     rmdir(dir.c_str());
 }
+
+namespace {
 
 std::string directoryOf(const std::string& path) {
     const auto slash = path.rfind('/');
@@ -169,6 +173,10 @@ void addPut(CLI::App& app, const GlobalOptions& globals) {
         const std::string base = qx::getFileName(o->file.c_str());
         struct stat info;
         const long long bytes = stat(o->file.c_str(), &info) == 0 ? static_cast<long long>(info.st_size) : 0;
+        // Regist packs into this archive and removes it afterwards; an interruption must too.
+        const std::string zipPath = "/tmp/" + base + ".zip";
+        std::unique_ptr<UndoOnInterrupt> undo;
+        if (!pathExists(zipPath)) undo = std::make_unique<UndoOnInterrupt>([zipPath] { unlink(zipPath.c_str()); });
         bool ok;
         std::string captured;
         {
@@ -246,8 +254,13 @@ void download(const std::string& command, const DataSetName& name, const qx::Tav
     if (!replace && pathExists(target))
         throw ToolError(exitFile, command + ": " + target + " exists (give --force to replace it)");
     std::string privateDir = directoryOf(target) + "/.anadata-get-XXXXXX";
-    if (mkdtemp(privateDir.data()) == nullptr)
-        throw ToolError(exitFile, command + ": " + systemError("create a directory in", directoryOf(target)));
+    std::unique_ptr<UndoOnInterrupt> undo;
+    {
+        const InterruptsHeld held;
+        if (mkdtemp(privateDir.data()) == nullptr)
+            throw ToolError(exitFile, command + ": " + systemError("create a directory in", directoryOf(target)));
+        undo = std::make_unique<UndoOnInterrupt>([privateDir] { removeDirectory(privateDir); });
+    }
     const std::string fetched = privateDir + "/data";
     try {
         bool ok;
@@ -276,10 +289,10 @@ void download(const std::string& command, const DataSetName& name, const qx::Tav
             throw ToolError(exitFile, command + ": " + systemError("write", target));
         }
     } catch (...) {
-        removeTree(privateDir);
+        removeDirectory(privateDir);
         throw;
     }
-    removeTree(privateDir);
+    removeDirectory(privateDir);
 }
 
 void addTransferCommands(CLI::App& app, const GlobalOptions& globals) {

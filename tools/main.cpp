@@ -7,6 +7,7 @@
 #include <anadata/clsException.h>
 
 #include "Commands.h"
+#include "Interrupts.h"
 #include "LibraryOutput.h"
 #include "ToolError.h"
 
@@ -35,6 +36,7 @@ std::string firstWord(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    tool::catchInterrupts();
     tool::GlobalOptions globals;
     CLI::App app{"Look at analysed-data files and move data sets to and from the analysed-data service.\n"
                  "Exit status: 0 success, 1 not found, 2 usage error, 3 service or network failure, "

@@ -360,7 +360,8 @@ class Transfer(ToolCase):
         self.expect(2, "put", "p.dat", "--user", "nobody", stdin="")
         self.expect(1, "search", "refused")
 
-    def test_progress_bar_only_on_a_terminal(self):
+    def test_big_transfer(self):
+        """A progress bar only on a terminal; an interrupted download leaves nothing."""
         self.sample("big.dat", "--name", "bigone", "--points", "100000")
         out, err = self.expect(0, "put", "big.dat")
         self.assertEqual(err, "")
@@ -385,7 +386,29 @@ class Transfer(ToolCase):
         self.assertIn(b"get bigone 1234/1 [", seen)
         self.assertIn(b"%", seen)
         self.assertTrue(seen.endswith(b"\r\x1b[K"), seen[-40:])
+        self.interrupt_get()
         self.expect(0, "rm", "bigone", "1234")
+
+    def interrupt_get(self):
+        """SIGINT in the middle of a download removes the private transfer directory."""
+        import signal
+        import time
+        for _ in range(5):
+            proc = subprocess.Popen([TOOL, "get", "bigone", "1234", "-o", "cut.dat"], cwd=self.dir,
+                                    stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+            deadline = time.monotonic() + 30
+            while proc.poll() is None and not self.leftovers() and time.monotonic() < deadline:
+                time.sleep(0.001)
+            if proc.poll() is None:
+                proc.send_signal(signal.SIGINT)
+            _, err = proc.communicate(timeout=60)
+            if proc.returncode == 0:  # finished before the signal; try again
+                os.remove(self.path("cut.dat"))
+                continue
+            self.assertEqual(proc.returncode, 130, err)
+            self.assertEqual(self.leftovers(), [])
+            return
+        self.skipTest("every download finished before it could be interrupted")
 
 
 class Account(ToolCase):
