@@ -38,7 +38,8 @@ protected:
     }
     void TearDown() override {
         std::filesystem::current_path(oldCwd);
-        EXPECT_FALSE(std::filesystem::exists("/tmp/" + diag + "@4321-2.dat"));
+        for (const auto& e : std::filesystem::directory_iterator("/tmp"))  // record files and their archives
+            EXPECT_EQ(e.path().filename().string().find(diag), std::string::npos) << "left in /tmp: " << e.path();
         for (const auto& n : temporaryNames("/tmp")) {
             // Other programs' temporary files come and go; ours would stay.
             if (tmpBefore.count(n) != 0 || n.find(diag) != std::string::npos) continue;
