@@ -173,10 +173,13 @@ void addPut(CLI::App& app, const GlobalOptions& globals) {
         const std::string base = qx::getFileName(o->file.c_str());
         struct stat info;
         const long long bytes = stat(o->file.c_str(), &info) == 0 ? static_cast<long long>(info.st_size) : 0;
-        // Regist packs into this archive and removes it afterwards; an interruption must too.
+        // Regist packs into this archive, replacing any file of that name, and removes it
+        // afterwards; someone else's file there is kept, and an interruption removes ours.
         const std::string zipPath = "/tmp/" + base + ".zip";
-        std::unique_ptr<UndoOnInterrupt> undo;
-        if (!pathExists(zipPath)) undo = std::make_unique<UndoOnInterrupt>([zipPath] { unlink(zipPath.c_str()); });
+        if (pathExists(zipPath))
+            throw ToolError(exitFile, "put " + o->file + ": " + zipPath +
+                                          " exists and would be replaced while packing; move it away first");
+        const UndoOnInterrupt undo([zipPath] { unlink(zipPath.c_str()); });
         bool ok;
         std::string captured;
         {

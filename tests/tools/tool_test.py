@@ -354,6 +354,13 @@ class Transfer(ToolCase):
         self.assertIn("convert it first", self.expect(4, "put", "d.dump")[1])
         self.expect(4, "put", "missing.dat")
         self.sample("p.dat", "--name", "refused")
+        # The library packs into /tmp/<file>.zip; a file already there is not replaced.
+        with tempfile.NamedTemporaryFile(dir="/tmp", suffix=".dat.zip") as other:
+            name = os.path.basename(other.name)[:-4]
+            os.rename(self.path("p.dat"), self.path(name))
+            self.assertIn("exists", self.expect(4, "put", name)[1])
+            self.assertEqual(os.path.getsize(other.name), 0)
+            os.rename(self.path(name), self.path("p.dat"))
         # Another account's password is asked for; a wrong one is a service failure.
         _, err = self.expect(3, "put", "p.dat", "--user", "nobody", stdin="wrong\n")
         self.assertIn("bad user name or password", err)
