@@ -160,7 +160,7 @@ void addPut(CLI::App& app, const GlobalOptions& globals) {
                 qx::getSummary(o->file, summary, date, time);
             } catch (int code) {
                 const std::string captured = output.finish();
-                if (code == 1 || code == 2) throw ToolError(exitFile, systemError("read", o->file));
+                if (code == 1 || code == 2) throw ToolError(exitFile, "put " + o->file + ": cannot read its header");
                 throw ToolError(exitFile, withReason("put " + o->file + ": header lacks a parameter or has an unreadable Date",
                                                      captured));
             }

@@ -338,7 +338,8 @@ class Transfer(ToolCase):
         rows = self.json_of("search", "tooltest", "--json")
         self.assertEqual([(r["shot"], r["subshot"]) for r in rows], [(4711, 3)])
         self.assertIn("#DimNo=2", rows[0]["summary"].replace(" ", ""))
-        self.expect(0, "put", "mine.dat", "--name", "tooltest2", "--shot", "12")
+        _, err = self.expect(0, "-v", "put", "mine.dat", "--name", "tooltest2", "--shot", "12")
+        self.assertIn("summary=# DimNo=2", err)  # --verbose lets the library's trace through
         self.assertEqual(self.json_of("search", "tooltest2", "--json")[0]["shot"], 12)
         self.expect(0, "get", "tooltest", "4711", "3", "-o", "back.dat")
         self.assertEqual(self.json_of("show", "back.dat", "--json")["values"],
