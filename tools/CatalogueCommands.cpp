@@ -20,11 +20,6 @@ namespace tool {
 
 namespace {
 
-std::string withReason(const std::string& head, const std::string& captured) {
-    const std::string reason = failureReason(captured);
-    return reason.empty() ? head : head + ": " + reason;
-}
-
 // Runs one library call with its output captured; a false result or a thrown clsException
 // becomes a service failure named by `what`.
 template <typename Call>

@@ -106,6 +106,11 @@ std::string failureReason(const std::string& captured) {
     return fallback;
 }
 
+std::string withReason(const std::string& head, const std::string& captured) {
+    const std::string reason = failureReason(captured);
+    return reason.empty() ? head : head + ": " + reason;
+}
+
 bool reportsZipError(const std::string& captured) {
     std::istringstream lines(captured);
     std::string line;

@@ -35,6 +35,9 @@ private:
 // fault, else the first line that is not the registration trace; empty when nothing was printed.
 std::string failureReason(const std::string& captured);
 
+// `head`, then ": " and the failure reason when the captured text gives one.
+std::string withReason(const std::string& head, const std::string& captured);
+
 // True when the zip helpers reported an error (packing or extraction failed).
 bool reportsZipError(const std::string& captured);
 

@@ -55,15 +55,6 @@ DataSetName dataSetFrom(const std::string& diag, const std::string& shot, const 
     return name;
 }
 
-namespace {
-
-std::string withReason(const std::string& head, const std::string& captured) {
-    const std::string reason = failureReason(captured);
-    return reason.empty() ? head : head + ": " + reason;
-}
-
-}  // namespace
-
 void removeDirectory(const std::string& dir) {
     if (DIR* handle = opendir(dir.c_str())) {
         std::vector<std::string> names;
