@@ -20,7 +20,7 @@
 //   (one thread at a time).
 //
 // Errors
-//   Nothing is caught here. An unknown handle throws qx::NotAllocated; the experiment-log and
+//   Nothing is caught here. An unknown handle (or a null handle pointer) throws qx::NotAllocated; the experiment-log and
 //   password calls of the access object throw qx::clsException "ERROR"; soapAnaDataGetSummary
 //   throws the int codes of qx::getSummary. bool results are the access object's outcome.
 //
