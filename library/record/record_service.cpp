@@ -119,9 +119,11 @@ void AnaData::getFile(const char* diag, int shot, int subshot, const char* path,
         if (!access.Get(diag, shot, subshot, name, nullptr, keepArchive)) throw AnaDataException("Not found.");
         return;
     }
-    // As everywhere in the library, a path naming a directory (or nothing yet) is its own
-    // directory part.
-    std::string dir = getDirName(path);
+    // The directory that will hold path, by its text alone: path usually names a file that
+    // does not exist yet, which getDirName would take for a directory.
+    std::string target = path;
+    std::string::size_type slash = target.rfind('/');
+    std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : target.substr(0, slash);
     if (!access.Get(diag, shot, subshot, name, dir.c_str(), keepArchive)) throw AnaDataException("Not found.");
     if (!MoveFile(name.c_str(), path)) throw AnaDataException("File Cannot Movie.");
 }

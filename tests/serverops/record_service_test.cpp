@@ -189,16 +189,19 @@ TEST_F(RecordService, GetFileToAChosenPathAndToTheCurrentDirectory) {
     EXPECT_EQ(readFile(diag + "@4324-1.dat"), text.str());
     std::filesystem::remove(diag + "@4324-1.dat");
 
-    // A name that does not exist yet stands for a directory, which is not there.
+    // A new name in an existing directory is created; one in a missing directory is not.
+    AnaData::getFile(diag.c_str(), 4324, 1, work.file("new.dat").c_str(), false);
+    EXPECT_EQ(readFile(work.file("new.dat")), text.str());
     testing::internal::CaptureStderr();
-    EXPECT_EQ(failureOf([&] { AnaData::getFile(diag.c_str(), 4324, 1, work.file("new.dat").c_str(), false); }),
+    EXPECT_EQ(failureOf([&] { AnaData::getFile(diag.c_str(), 4324, 1, work.file("none/new.dat").c_str(), false); }),
               "Not found.");
     testing::internal::GetCapturedStderr();
-    // A directory receives the file under the service's name, which then cannot replace it.
+    // A path naming a directory: the file arrives next to it under the service's name and
+    // cannot replace the directory.
     std::filesystem::create_directory(work.file("sub"));
     EXPECT_EQ(failureOf([&] { AnaData::getFile(diag.c_str(), 4324, 1, work.file("sub").c_str(), false); }),
               "File Cannot Movie.");
-    EXPECT_EQ(readFile(work.file("sub/" + diag + "@4324-1.dat")), text.str());
+    EXPECT_EQ(readFile(work.file(diag + "@4324-1.dat")), text.str());
     testing::internal::CaptureStderr();
     EXPECT_EQ(failureOf([&] { AnaData::getFile(diag.c_str(), 1, 1, chosen.c_str(), false); }), "Not found.");
     testing::internal::GetCapturedStderr();

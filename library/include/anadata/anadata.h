@@ -178,12 +178,12 @@ public:
     static void search(std::vector<std::string> diags, int lower, int higher, int subshot,
                        const char* userFilter, int limit, std::vector<TavolenInfo>& out);
     // Fetches the data file to `path`. A null path leaves it in the current directory under the
-    // service's file name (less ".zip"). Otherwise the download goes to the directory part of
-    // path (getDirName: for a path that names no existing file, the path itself) and is then
-    // moved onto path, replacing an existing file there. So: an existing file is replaced; a
-    // path that does not exist yet gives "Not found."; a directory keeps the file under the
-    // service's name and gives "File Cannot Movie.". Throws AnaDataException "Not found." when
-    // the download fails and "File Cannot Movie." when the file cannot be moved to path.
+    // service's file name (less ".zip"). Otherwise the download goes to the directory that holds
+    // path (the text before its last '/', "." when it has none) and is then moved onto path,
+    // replacing an existing file there; when path names a directory, the file stays next to it
+    // under the service's name and "File Cannot Movie." is thrown. Throws AnaDataException "Not found." when
+    // the download fails (a missing directory included) and "File Cannot Movie." when the file
+    // cannot be moved to path.
     static void getFile(const char* diag, int shot, int subshot, const char* path,
                         bool keepArchive);
 
