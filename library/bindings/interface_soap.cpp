@@ -95,12 +95,7 @@ int soapAnaDataGetExplogColValue(int* handle, int* shotno, const char* column, s
 }
 
 int soapAnaDataChgPass(int* handle, const char* user, const char* oldpass, const char* newpass) {
-    clsAnaDataAccess& access = getData(handle);
-    try {
-        access.changePassword(user, oldpass, newpass);
-    } catch (const qx::clsException&) {
-        // Callers of this member have never been told whether the change took.
-    }
+    getData(handle).changePassword(user, oldpass, newpass);
     return 0;
 }
 

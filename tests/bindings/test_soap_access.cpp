@@ -129,9 +129,14 @@ TEST_F(SoapAccess, ListsAreAppendedAndTheLogIsReplaced) {
     GetCapturedStderr();
 }
 
-TEST_F(SoapAccess, ChgPassReportsNothing) {
+TEST_F(SoapAccess, ChgPassGivesZeroAndLetsTheRefusalThrough) {
     CaptureStderr();
-    EXPECT_EQ(soapAnaDataChgPass(&handle, "alice", "not-the-password", "x"), 0);
+    try {
+        soapAnaDataChgPass(&handle, "alice", "not-the-password", "x");
+        ADD_FAILURE() << "a refused change must throw";
+    } catch (const qx::clsException& e) {
+        EXPECT_EQ(e.getMessage(), "ERROR");
+    }
     EXPECT_EQ(soapAnaDataChgPass(&handle, "alice", "wonder", "wonder2"), 0);
     GetCapturedStderr();
     // The change took: the configured old password no longer registers anything.

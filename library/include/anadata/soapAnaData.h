@@ -76,8 +76,9 @@ ANADATA_API int soapAnaDataGetExplogColNames(int* handle, std::vector<std::strin
 ANADATA_API int soapAnaDataGetExplogColValues(int* handle, int* shotno, std::vector<std::string>& values);
 ANADATA_API int soapAnaDataGetExplogColValue(int* handle, int* shotno, const char* column, std::string& value);
 
-// Changes the password of account user from oldpass to newpass. Returns 0 whatever the outcome:
-// a refused change is not reported.
+// Changes the password of account user from oldpass to newpass. Returns 0: the service's result
+// code is not looked at. A change the service answers with a fault throws clsException "ERROR",
+// like every exception of this family, to the caller.
 ANADATA_API int soapAnaDataChgPass(int* handle, const char* user, const char* oldpass, const char* newpass);
 
 // The configured search page and limit as numbers (0 when unset or not a number).
