@@ -14,9 +14,6 @@
 
 #include "anadata_c.h"
 
-/* The count of value columns has C++ linkage in the library; C calls it by its exported name. */
-int _Z17cAnaDataGetValnNoiPi(int handle, int* n);
-
 /* At most this many numbers of each column are printed. */
 #define SHOWN 5
 
@@ -59,7 +56,7 @@ int main(int argc, char** argv) {
     }
 
     /* Values run over the grid with the last dimension fastest; all columns have one size. */
-    _Z17cAnaDataGetValnNoiPi(h, &vals);
+    cAnaDataGetValnNo(h, &vals);
     cAnaDataGetValSize(h, &size);
     numbers = malloc(sizeof(double) * (size_t)(size > 0 ? size : 1));
     if (!numbers) return 1;

@@ -261,13 +261,20 @@ ANADATA_API int cExplogGetColumnNames(char* names, int n);
 }
 
 /* The number of experiment-log columns into *n. Returns 0; a failure of the service throws
- * qx::clsException "ERROR". C++ linkage like cAnaDataGetValnNo: C callers use the decorated
- * symbol _Z18cExplogGetColumnNoPi. */
+ * qx::clsException "ERROR". C++ linkage like cAnaDataGetValnNo: its exported symbol is the
+ * decorated _Z18cExplogGetColumnNoPi. */
 ANADATA_API int cExplogGetColumnNo(int* n);
 
-/* Number of value columns. This one member has C++ linkage, so only C++ callers can reach it by
- * this name; C callers use the decorated symbol _Z17cAnaDataGetValnNoiPi. */
+/* Number of value columns. This one member has C++ linkage: its exported symbol is the decorated
+ * _Z17cAnaDataGetValnNoiPi. */
 ANADATA_API int cAnaDataGetValnNo(int handle, int* n);
+#else
+/* C reaches the two C++-linkage members above through their decorated symbols, under their
+ * usual names. */
+ANADATA_API int _Z17cAnaDataGetValnNoiPi(int handle, int* n);
+ANADATA_API int _Z18cExplogGetColumnNoPi(int* n);
+#define cAnaDataGetValnNo _Z17cAnaDataGetValnNoiPi
+#define cExplogGetColumnNo _Z18cExplogGetColumnNoPi
 #endif
 
 #endif
