@@ -75,10 +75,6 @@ TEST_F(Settings, PathConstructorEndsTheSearchEvenWhenTheFileIsMissing) {
     ::setenv("CLIENT_INI2", settings("a.ini", "[tserver]\naccount=a\n").c_str(), 1);
     clsAnaDataAccess second;
     EXPECT_EQ(clsAnaDataAccess::user, "");
-    clsAnaDataAccess::userset("explicit");
-    clsAnaDataAccess::passset("secret");
-    EXPECT_EQ(clsAnaDataAccess::user, "explicit");
-    EXPECT_EQ(clsAnaDataAccess::pass, "secret");
 }
 
 TEST_F(Settings, SectionsPrefixesAndQuotes) {

@@ -76,25 +76,6 @@ static void checkRecord(int h, const char* expectedComment) {
     CHECK(cAnaDataGetValData2(h, "Te", buf) == 0 && sameNumbers(buf, te, 6));
 }
 
-static void checkRefusals(int h) {
-    int n = 77;
-    char* text = NULL;
-    double buf[6];
-
-    CHECK(cAnaDataGetShotnumber(9999, &n) == 1 && n == 77);
-    CHECK(cAnaDataGetDimName(9999, 0, &text) == 1 && text == NULL);
-    CHECK(cAnaDataSave(9999, junkPath, 0) == 1);
-    CHECK(cAnaDataGetDimName(h, 2, &text) == 3 && text == NULL);
-    CHECK(cAnaDataGetValUnit(h, -1, &text) == 3);
-    CHECK(cAnaDataGetDimSize2(h, "time", &n) == 3 && n == 77);
-    CHECK(cAnaDataGetValData(h, buf, 2) == 3);
-    CHECK(cAnaDataSetDimData(h, 2, "Z", "m", 3, radii) == 3);
-    CHECK(cAnaDataGetDate(h, NULL) == 3);
-    CHECK(cAnaDataSetdate(h, NULL) == 3);
-    CHECK(cAnaDataLoad(&n, NULL) == 3);
-    CHECK(cAnaDataIsDigit("0123456789") && !cAnaDataIsDigit("12a") && cAnaDataIsDigit(""));
-}
-
 static void checkLoadFailures(void) {
     int before = -1, after = -1, h = -1;
     FILE* junk = fopen(junkPath, "w");
@@ -117,7 +98,11 @@ int main(void) {
 
     CHECK(h == 0); /* the first handle of the process */
     checkRecord(h, "");
-    checkRefusals(h);
+    /* Status codes and messages of the other refusals are the GoogleTest cases' part. */
+    CHECK(cAnaDataSetdate(h, NULL) == 3);
+    n = 77;
+    CHECK(cAnaDataGetDimSize2(h, "time", &n) == 3 && n == 77); /* a refused getter leaves its output */
+    CHECK(cAnaDataIsDigit("0123456789") && !cAnaDataIsDigit("12a") && cAnaDataIsDigit(""));
 
     CHECK(cAnaDataSave(h, textPath, 0) == 0);
     CHECK(cAnaDataSave(h, dumpPath, 7) == 0);

@@ -161,16 +161,13 @@ TEST(SoapHelpers, ResultsComeBackInTheCallersStringsAndCodesPassThrough) {
     EXPECT_EQ(soapAnaDataUnzip(zip, back), 0);
     EXPECT_EQ(readFile(back), readFile(data));
 
+    // The parser's own codes and results are the summary tests' part; here they only pass through.
     std::string summary = "s", date = "d", time = "t";
-    CaptureStderr();
     EXPECT_THROW(soapAnaDataGetSummary(data, summary, date, time), int);  // no "#valunit" line
-    EXPECT_THROW(soapAnaDataGetSummary(dir.file("missing"), summary, date, time), int);
-    GetCapturedStderr();
     EXPECT_EQ(summary, "s");
     writeFile(data, readFile(data) + "#valunit='V'\n");
     EXPECT_EQ(soapAnaDataGetSummary(data, summary, date, time), 0);
-    EXPECT_EQ(summary, "#dimno=1\n#dimname='t'\n#dimsize=2\n#valno=1\n#valname='v'\n");
-    EXPECT_EQ(date + " " + time, "2009/03/07 14:05:00");
+    EXPECT_EQ(summary + date + " " + time, "#dimno=1\n#dimname='t'\n#dimsize=2\n#valno=1\n#valname='v'\n2009/03/07 14:05:00");
 }
 
 }  // namespace

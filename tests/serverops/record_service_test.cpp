@@ -15,15 +15,20 @@ namespace {
 using qx::AnaData;
 using qx::AnaDataException;
 
-// The message of the AnaDataException that f throws, or "" when it throws none.
+// The message of the AnaDataException that f throws, or "" when it throws none; what f writes to
+// stderr goes to *err, or is dropped.
 template <class F>
-std::string failureOf(F f) {
+std::string failureOf(F f, std::string* err = nullptr) {
+    std::string message;
+    testing::internal::CaptureStderr();
     try {
         f();
     } catch (const AnaDataException& e) {
-        return e.getMessage();
+        message = e.getMessage();
     }
-    return "";
+    const std::string written = testing::internal::GetCapturedStderr();
+    if (err) *err = written;
+    return message;
 }
 
 class RecordService : public ServiceFixture {
@@ -114,9 +119,9 @@ TEST_F(RecordService, RetrieveGivesBackWhatRegistRegistered) {
     }
     // The archive itself is no data file: the reader refuses it, and the download is still removed.
     EXPECT_NE(failureOf([&] { AnaData::retrieve(diag.c_str(), 4321, 2, true); }), "");
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(failureOf([&] { AnaData::retrieve(diag.c_str(), 9999, 2, false); }), "Not found.");
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("unknown data set"), std::string::npos);
+    std::string err;
+    EXPECT_EQ(failureOf([&] { AnaData::retrieve(diag.c_str(), 9999, 2, false); }, &err), "Not found.");
+    EXPECT_NE(err.find("unknown data set"), std::string::npos);
 }
 
 TEST_F(RecordService, RegistPrintsOkBeforeTheUploadAndFalseWithoutItsFile) {
@@ -146,9 +151,7 @@ TEST_F(RecordService, StaticRegistOfADataFileIsFoundBySearchAndErased) {
     std::string summary, date, time;
     qx::getSummary(path, summary, date, time);
 
-    testing::internal::CaptureStderr();
-    AnaData::regist(diag.c_str(), 4323, 3, path.c_str(), "bob", "builder");
-    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(failureOf([&] { AnaData::regist(diag.c_str(), 4323, 3, path.c_str(), "bob", "builder"); }), "");
     EXPECT_EQ(qx::clsAnaDataAccess::user, "bob");  // kept for the rest of the process
     auto rows = found(4323);
     ASSERT_EQ(rows.size(), 1u);
@@ -157,7 +160,6 @@ TEST_F(RecordService, StaticRegistOfADataFileIsFoundBySearchAndErased) {
     EXPECT_EQ(rows[0].subshotno, 3);
     EXPECT_TRUE(std::filesystem::exists(path));  // the user's file stays
 
-    testing::internal::CaptureStderr();
     EXPECT_EQ(failureOf([&] { AnaData::regist(diag.c_str(), 4323, 3, path.c_str(), "bob", "wrong"); }),
               "Registration Failed\n");
     EXPECT_EQ(failureOf([&] { AnaData::regist(diag.c_str(), 4323, 3, work.file("none").c_str(), "bob", "builder"); }),
@@ -168,7 +170,6 @@ TEST_F(RecordService, StaticRegistOfADataFileIsFoundBySearchAndErased) {
     EXPECT_TRUE(found(4323).empty());
     std::vector<qx::TavolenInfo> rows2;
     EXPECT_EQ(failureOf([&] { AnaData::search({diag}, 0, 0, -1, "", 10, rows2); }), "Not found.");
-    testing::internal::GetCapturedStderr();
 }
 
 TEST_F(RecordService, GetFileToAChosenPathAndToTheCurrentDirectory) {
@@ -192,19 +193,15 @@ TEST_F(RecordService, GetFileToAChosenPathAndToTheCurrentDirectory) {
     // A new name in an existing directory is created; one in a missing directory is not.
     AnaData::getFile(diag.c_str(), 4324, 1, work.file("new.dat").c_str(), false);
     EXPECT_EQ(readFile(work.file("new.dat")), text.str());
-    testing::internal::CaptureStderr();
     EXPECT_EQ(failureOf([&] { AnaData::getFile(diag.c_str(), 4324, 1, work.file("none/new.dat").c_str(), false); }),
               "Not found.");
-    testing::internal::GetCapturedStderr();
     // A path naming a directory: the file arrives next to it under the service's name and
     // cannot replace the directory.
     std::filesystem::create_directory(work.file("sub"));
     EXPECT_EQ(failureOf([&] { AnaData::getFile(diag.c_str(), 4324, 1, work.file("sub").c_str(), false); }),
               "File Cannot Movie.");
     EXPECT_EQ(readFile(work.file(diag + "@4324-1.dat")), text.str());
-    testing::internal::CaptureStderr();
     EXPECT_EQ(failureOf([&] { AnaData::getFile(diag.c_str(), 1, 1, chosen.c_str(), false); }), "Not found.");
-    testing::internal::GetCapturedStderr();
     EXPECT_EQ(readFile(chosen), text.str());
 }
 

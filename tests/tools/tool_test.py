@@ -35,6 +35,15 @@ class ToolCase(unittest.TestCase):
     def path(self, name):
         return os.path.join(self.dir, name)
 
+    def read(self, name):
+        with open(self.path(name), "rb") as f:
+            return f.read()
+
+    def write(self, name, data):
+        with open(self.path(name), "wb" if isinstance(data, bytes) else "w") as f:
+            f.write(data)
+        return self.path(name)
+
     def tool(self, *args, stdin=""):
         return run(*args, stdin=stdin, cwd=self.dir)
 
@@ -118,26 +127,20 @@ class LocalFiles(ToolCase):
 
     def test_convert_round_trip_keeps_every_bit(self):
         self.expect(0, "sample", "a.dump", "--dump", "--points", "7")
-        out, _ = self.expect(0, "convert", "a.dump", "b.dat")
-        self.assertEqual(out, "a.dump (dump) -> b.dat (text)\n")
-        with open(self.path("b.dat"), "rb") as f:
-            rows = f.read().split(b"# [Data] \r\n", 1)[1].splitlines()
+        self.assertEqual(self.expect(0, "convert", "a.dump", "b.dat")[0], "a.dump (dump) -> b.dat (text)\n")
+        rows = self.read("b.dat").split(b"# [Data] \r\n", 1)[1].splitlines()
         # The sample's numbers, computed the way the tool computes them, must come back exactly.
         expected = [[0.001 * t, float(c), 0.001 * t * (c + 1), c / 100.0] for t in range(7) for c in range(3)]
         self.assertEqual([[float(x) for x in row.split(b", ")] for row in rows], expected)
         self.expect(0, "convert", "b.dat", "c.dump")
         self.expect(0, "convert", "c.dump", "d.dat", "--text")
-        with open(self.path("b.dat"), "rb") as b, open(self.path("d.dat"), "rb") as d:
-            self.assertEqual(b.read().split(b"# [Data] ")[1], d.read().split(b"# [Data] ")[1])
+        self.assertEqual(self.read("b.dat").split(b"# [Data] ")[1], self.read("d.dat").split(b"# [Data] ")[1])
 
     def test_convert_never_clobbers_without_force(self):
         self.sample("in.dat")
-        with open(self.path("out.dump"), "w") as f:
-            f.write("precious")
-        _, err = self.expect(4, "convert", "in.dat", "out.dump")
-        self.assertIn("out.dump: exists", err)
-        with open(self.path("out.dump")) as f:
-            self.assertEqual(f.read(), "precious")
+        self.write("out.dump", "precious")
+        self.assertIn("out.dump: exists", self.expect(4, "convert", "in.dat", "out.dump")[1])
+        self.assertEqual(self.read("out.dump"), b"precious")
         self.expect(0, "convert", "in.dat", "out.dump", "--force")
         self.assertEqual(self.json_of("show", "out.dump", "--json")["name"], "sample")
         self.assertEqual(sorted(os.listdir(self.dir)), ["in.dat", "out.dump"])
@@ -156,8 +159,7 @@ class LocalFiles(ToolCase):
             "huge-count.dump": dump_bytes([("t", "s", 0x7fffffff, [])], []),
         }
         for name, data in cases.items():
-            with open(self.path(name), "wb") as f:
-                f.write(data)
+            self.write(name, data)
             for command in (["show", name], ["show", name, "--json"], ["convert", name, name + ".out"],
                             ["put", name]):
                 _, err = self.expect(4, *command)
@@ -167,25 +169,19 @@ class LocalFiles(ToolCase):
         self.assertEqual(sorted(os.listdir(self.dir)), sorted(cases))
 
     def test_well_formed_hand_made_dump(self):
-        with open(self.path("ok.dump"), "wb") as f:
-            f.write(dump_bytes([("t", "s", 2, [1.5, -2.0])], [("v", "V", 2, [float("nan"), 3.0]),
-                                                             ("w", "", 2, [float("inf"), float("nan")])]))
+        self.write("ok.dump", dump_bytes([("t", "s", 2, [1.5, -2.0])], [("v", "V", 2, [float("nan"), 3.0]),
+                                                                       ("w", "", 2, [float("inf"), float("nan")])]))
         shown = self.json_of("show", "ok.dump", "--json")
         self.assertEqual((shown["name"], shown["shot"], shown["subshot"]), ("hostile", 5, 2))
         self.assertEqual(shown["dimensions"], [{"name": "t", "unit": "s", "size": 2, "first": 1.5, "last": -2.0}])
         self.assertEqual(shown["values"][0], {"name": "v", "unit": "V", "size": 2, "min": 3.0, "max": 3.0})
         self.assertEqual(shown["values"][1]["min"], None)
-        out, _ = self.expect(0, "show", "ok.dump")
-        self.assertIn("\n  w     []   no finite values\n", out)
+        self.assertIn("\n  w     []   no finite values\n", self.expect(0, "show", "ok.dump")[0])
 
     def test_json_escapes_every_string(self):
         self.sample("plain.dat")
-        with open(self.path("plain.dat"), "rb") as f:
-            data = f.read()
         weird = b'a"b\\c\x01d\xff\xc3\xa9'
-        data = data.replace(b"# Name='sample'", b"# Name='" + weird + b"'")
-        with open(self.path("weird.dat"), "wb") as f:
-            f.write(data)
+        self.write("weird.dat", self.read("plain.dat").replace(b"# Name='sample'", b"# Name='" + weird + b"'"))
         shown = self.json_of("show", "weird.dat", "--json")
         self.assertEqual(shown["name"], 'a"b\\c\x01d\ufffd\u00e9')
 
@@ -194,43 +190,29 @@ class Usage(ToolCase):
     """Argument errors give status 2 and one line; --help works for every subcommand."""
 
     def test_help_of_every_subcommand(self):
-        out, _ = self.expect(0, "--help")
+        out = self.expect(0, "--help")[0]
         for command in ("show", "convert", "get", "put", "rm", "search", "list", "explog", "passwd", "sample"):
             self.assertIn(command, out)
-            sub, _ = self.expect(0, command, "--help")
-            self.assertIn("Usage", sub)
+            self.assertIn("Usage", self.expect(0, command, "--help")[0])
 
     def test_usage_errors(self):
-        _, err = self.expect(2)
-        _, err = self.expect(2, "bogus")
-        self.assertIn("unknown subcommand: bogus", err)
-        self.expect(2, "get")
-        _, err = self.expect(2, "get", "sample", "12x")
-        self.assertIn("SHOT: not a whole number: 12x", err)
-        self.expect(2, "get", "sample", "0")
-        self.expect(2, "get", "sample", "1234", "-1")
-        self.expect(2, "show", "a", "1", "2", "3")
-        self.expect(2, "explog")
-        self.expect(2, "explog", "1", "--columns")
-        self.expect(2, "search", "--shots", "a-b")
-        self.expect(2, "search", "--limit", "-3")
-        self.expect(2, "list", "--no-such-option")
+        self.assertIn("unknown subcommand: bogus", self.expect(2, "bogus")[1])
+        self.assertIn("SHOT: not a whole number: 12x", self.expect(2, "get", "sample", "12x")[1])
+        for args in ([], ["get"], ["get", "sample", "0"], ["get", "sample", "1234", "-1"], ["show", "a", "1", "2", "3"],
+                     ["explog"], ["explog", "1", "--columns"], ["search", "--shots", "a-b"],
+                     ["search", "--limit", "-3"], ["list", "--no-such-option"]):
+            with self.subTest(args=args):
+                self.expect(2, *args)
 
 
 class Settings(ToolCase):
     """Settings that cannot be used, and a service that is not there."""
 
-    def write_ini(self, text):
-        with open(self.path("client.ini"), "w") as f:
-            f.write(text)
-        return self.path("client.ini")
-
     def test_missing_and_empty_settings(self):
-        _, err = self.expect(4, "--ini", self.path("nope.ini"), "list")
-        self.assertIn("nope.ini: cannot open", err)
+        self.assertIn("nope.ini: cannot open", self.expect(4, "--ini", self.path("nope.ini"), "list")[1])
         self.expect(4, "list", "--ini", self.dir)  # global options also after the subcommand
-        _, err = self.expect(4, "--ini", self.write_ini("[tserver]\naccount=a\n"), "list")
-        self.assertIn("no endpoint", err)
+        ini = self.write("client.ini", "[tserver]\naccount=a\n")
+        self.assertIn("no endpoint", self.expect(4, "--ini", ini, "list")[1])
         env = dict(os.environ, CLIENT_INI2=self.path("none"), HOME=self.dir)
         if not os.path.exists("/etc/client2.ini"):
             code, _, err = run("search", env=env, cwd=self.dir)
@@ -242,7 +224,7 @@ class Settings(ToolCase):
         with socket.socket() as s:  # a port that was free a moment ago
             s.bind(("127.0.0.1", 0))
             port = s.getsockname()[1]
-        ini = self.write_ini(f"[tserver]\naccount=a\npasswd=b\nendpoint=http://127.0.0.1:{port}/\n")
+        ini = self.write("client.ini", f"[tserver]\naccount=a\npasswd=b\nendpoint=http://127.0.0.1:{port}/\n")
         for command in (["list"], ["search"], ["get", "x", "1"], ["rm", "x", "1"], ["show", "x", "1"],
                         ["explog", "--columns"], ["explog", "1"]):
             _, err = self.expect(3, "--ini", ini, *command)
@@ -254,13 +236,11 @@ class Catalogue(ToolCase):
     """search, list and explog against the sample on the test service."""
 
     def test_list(self):
-        out, _ = self.expect(0, "list")
-        self.assertIn("sample  1\n", out)
+        self.assertIn("sample  1\n", self.expect(0, "list")[0])
         self.assertIn({"name": "sample", "entries": 1}, self.json_of("list", "--json"))
 
     def test_search(self):
-        out, _ = self.expect(0, "search", "sample")
-        lines = out.splitlines()
+        lines = self.expect(0, "search", "sample")[0].splitlines()
         self.assertEqual(lines[0].split(), ["NAME", "SHOT", "SUB", "BYTES", "DATE", "USER"])
         self.assertEqual(lines[1].split()[:3], ["sample", "1234", "1"])
         self.assertEqual(lines[1].split()[-1], "analyst")
@@ -304,20 +284,16 @@ class Transfer(ToolCase):
         self.assertEqual(os.listdir(self.dir), [])
 
     def test_get(self):
-        out, _ = self.expect(0, "get", "sample", "1234")
-        self.assertRegex(out, r"^fetched sample 1234/1 -> sample@1234-1\.dat \(\d+ bytes\)\n$")
-        with open(self.path("sample@1234-1.dat"), "rb") as f:
-            fetched = f.read()
+        self.assertRegex(self.expect(0, "get", "sample", "1234")[0],
+                         r"^fetched sample 1234/1 -> sample@1234-1\.dat \(\d+ bytes\)\n$")
+        fetched = self.read("sample@1234-1.dat")
         self.assertTrue(fetched.startswith(b"# [Parameters]\r\n# Name='sample'\r\n"))
         # An existing file is kept unless --force is given.
-        with open(self.path("sample@1234-1.dat"), "wb") as f:
-            f.write(b"mine")
+        self.write("sample@1234-1.dat", b"mine")
         self.assertIn("exists", self.expect(4, "get", "sample", "1234")[1])
-        with open(self.path("sample@1234-1.dat"), "rb") as f:
-            self.assertEqual(f.read(), b"mine")
+        self.assertEqual(self.read("sample@1234-1.dat"), b"mine")
         self.expect(0, "get", "sample", "1234", "--force")
-        with open(self.path("sample@1234-1.dat"), "rb") as f:
-            self.assertEqual(f.read(), fetched)
+        self.assertEqual(self.read("sample@1234-1.dat"), fetched)
         # -o names a file or a directory; --zip keeps the archive.
         os.mkdir(self.path("sub"))
         self.expect(0, "get", "sample", "1234", "1", "-o", "sub")
@@ -371,23 +347,18 @@ class Transfer(ToolCase):
     def test_big_transfer(self):
         """A progress bar only on a terminal; an interrupted download leaves nothing."""
         self.sample("big.dat", "--name", "bigone", "--points", "100000")
-        out, err = self.expect(0, "put", "big.dat")
-        self.assertEqual(err, "")
-        _, err = self.expect(0, "get", "bigone", "1234", "-o", "plain.dat")
-        self.assertEqual(err, "")
+        self.assertEqual(self.expect(0, "put", "big.dat")[1], "")
+        self.assertEqual(self.expect(0, "get", "bigone", "1234", "-o", "plain.dat")[1], "")
         master, slave = pty.openpty()
         proc = subprocess.Popen([TOOL, "get", "bigone", "1234", "-o", "tty.dat"], cwd=self.dir,
                                 stdout=subprocess.PIPE, stderr=slave)
         os.close(slave)
         seen = b""
-        while True:
-            try:
-                chunk = os.read(master, 4096)
-            except OSError:
-                break
-            if not chunk:
-                break
-            seen += chunk
+        try:
+            while chunk := os.read(master, 4096):
+                seen += chunk
+        except OSError:  # the terminal is gone once the tool has ended
+            pass
         os.close(master)
         proc.communicate(timeout=60)
         self.assertEqual(proc.returncode, 0)
@@ -424,19 +395,15 @@ class Account(ToolCase):
 
     def settings_with(self, password):
         with open(os.environ["CLIENT_INI2"]) as f:
-            text = f.read().replace("passwd=secret", "passwd=" + password)
-        path = self.path(password + ".ini")
-        with open(path, "w") as f:
-            f.write(text)
-        return path
+            return self.write(password + ".ini", f.read().replace("passwd=secret", "passwd=" + password))
 
     def test_passwd(self):
         self.assertIn("differ", self.expect(2, "passwd", stdin="new-one\nother\n")[1])
         self.expect(2, "passwd", stdin="\n\n")
         wrong = self.settings_with("wrong")
         self.assertIn("password not changed", self.expect(3, "--ini", wrong, "passwd", stdin="x\nx\n")[1])
-        out, _ = self.expect(0, "passwd", stdin="new-one\nnew-one\n")
-        self.assertEqual(out, "password of analyst changed; update passwd= in the settings file\n")
+        self.assertEqual(self.expect(0, "passwd", stdin="new-one\nnew-one\n")[0],
+                         "password of analyst changed; update passwd= in the settings file\n")
         self.sample("a.dat", "--name", "afterpasswd")
         self.expect(3, "put", "a.dat")  # the settings still hold the old password
         changed = self.settings_with("new-one")
