@@ -1,8 +1,43 @@
-// The small record shared by the record tests: "te", shot 1234, Time x R, one value Te.
+// What the record tests share: the small record "te" (shot 1234, Time x R, one value Te), its text, a pipe.
 #ifndef ANADATA_TEST_RECORD_FIXTURE_H
 #define ANADATA_TEST_RECORD_FIXTURE_H
 
+#include <sstream>
+#include <streambuf>
+#include <string>
+
 #include "anadata.h"
+#include "clsException.h"
+
+// Forward-only bytes, like a pipe: seeking fails, so readers cannot learn the length.
+class PipeBuffer : public std::streambuf {
+public:
+    explicit PipeBuffer(std::string text) : text_(std::move(text)) { setg(&text_[0], &text_[0], &text_[0] + text_.size()); }
+
+private:
+    std::string text_;
+};
+
+// The message of the record error `call` throws, or "<nothing thrown>".
+template <class Call>
+std::string messageOf(Call call) {
+    try {
+        call();
+    } catch (const qx::AnaDataException& e) {
+        return e.getMessage();
+    }
+    return "<nothing thrown>";
+}
+
+// Reads the text on `in` into rec; returns the error message or "".
+inline std::string readInto(qx::AnaData& rec, std::istream& in) {
+    std::string m = messageOf([&] { in >> rec; });
+    return m == "<nothing thrown>" ? "" : m;
+}
+inline std::string readInto(qx::AnaData& rec, const std::string& text) {
+    std::istringstream in(text);
+    return readInto(rec, in);
+}
 
 inline qx::AnaData exampleRecord() {
     qx::AnaData rec(2, 1);

@@ -5,10 +5,8 @@
 #include <functional>
 #include <map>
 #include <sstream>
-#include <streambuf>
 #include <string>
 
-#include "anadata.h"
 #include "record_fixture.h"
 
 using qx::AnaData;
@@ -26,15 +24,6 @@ std::string encoded(const std::function<void(std::ostream&)>& write) {
     write(out);
     return out.str();
 }
-
-// A stream over bytes that cannot seek, like a pipe.
-class PipeBuffer : public std::streambuf {
-public:
-    explicit PipeBuffer(std::string text) : text(std::move(text)) { setg(&this->text[0], &this->text[0], &this->text[0] + this->text.size()); }
-
-private:
-    std::string text;
-};
 
 }  // namespace
 

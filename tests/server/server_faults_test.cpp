@@ -15,15 +15,13 @@
 
 namespace {
 
-char* s(const char* text) { return const_cast<char*>(text); }
-
 using FaultsTest = ServiceFixture;
 
 // Still answers a plain call after whatever came before.
 void expectServing(const std::string& url) {
     ServiceClient c(url);
     ns__StringArray names;
-    EXPECT_EQ(soap_call_ns__getDiagnostics(c.soap(), c.url(), nullptr, names), 0) << c.fault();
+    EXPECT_EQ(c.call(soap_call_ns__getDiagnostics, names), 0) << c.fault();
 }
 
 // Sends raw bytes over HTTP and returns the whole answer (the server closes after one request).
@@ -51,12 +49,10 @@ std::string post(const std::string& body) {
 
 TEST_F(FaultsTest, WrongPasswordAndUnknownAccountGetTheSameAnswer) {
     auto c = client();
-    EXPECT_NE(c->upload("alice", "builder", ServiceClient::record(s("x"), 1, 1, 0), "x"), 0);
-    EXPECT_EQ(c->fault(), "bad user name or password");
-    EXPECT_NE(c->upload("mallory", "wonder", ServiceClient::record(s("x"), 1, 1, 0), "x"), 0);
-    EXPECT_EQ(c->fault(), "bad user name or password");
-    EXPECT_NE(c->upload(nullptr, nullptr, ServiceClient::record(s("x"), 1, 1, 0), "x"), 0);
-    EXPECT_EQ(c->fault(), "bad user name or password");
+    for (auto [user, pass] : {std::pair{"alice", "builder"}, {"mallory", "wonder"}, {nullptr, nullptr}}) {
+        EXPECT_NE(c->upload(user, pass, dataSet("x", 1, 1), "x"), 0);
+        EXPECT_EQ(c->fault(), "bad user name or password");
+    }
     EXPECT_EQ(stagingFiles(), 0u);
 }
 
@@ -66,22 +62,20 @@ TEST_F(FaultsTest, RecordsThatCannotBeStoredSafelyAreRefused) {
         ns__TavolenInfo info;
         const char* fault;
     } cases[] = {
-        {ServiceClient::record(s(".."), 1, 1, 0), "data name must not be '..'"},
-        {ServiceClient::record(s("a/b"), 1, 1, 0), "data name 'a/b' contains a character not allowed in a file name"},
-        {ServiceClient::record(s(""), 1, 1, 0), "data name is empty"},
-        {ServiceClient::record(nullptr, 1, 1, 0), "data name is empty"},
-        {ServiceClient::record(s("d"), 0, 1, 0), "shot number 0 is not positive"},
-        {ServiceClient::record(s("d"), 1, -2, 0), "sub-shot number -2 is negative"},
-        {ServiceClient::record(s("d"), 1, 1, 0, s("../../etc/x.zip")),
-         "file name '../../etc/x.zip' contains a character not allowed in a file name"},
+        {dataSet("..", 1, 1), "data name must not be '..'"},
+        {dataSet("a/b", 1, 1), "data name 'a/b' contains a character not allowed in a file name"},
+        {dataSet("", 1, 1), "data name is empty"},
+        {dataSet(nullptr, 1, 1), "data name is empty"},
+        {dataSet("d", 0, 1), "shot number 0 is not positive"},
+        {dataSet("d", 1, -2), "sub-shot number -2 is negative"},
+        {dataSet("d", 1, 1, 0, "../../etc/x.zip"), "file name '../../etc/x.zip' contains a character not allowed in a file name"},
     };
     for (auto& k : cases) {
-        EXPECT_NE(c->upload("alice", "wonder", k.info, "x"), 0);
+        EXPECT_NE(c->upload(k.info, "x"), 0);
         EXPECT_EQ(c->fault(), k.fault);
     }
-    char* session = nullptr;
-    EXPECT_NE(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
-                                                         ServiceClient::record(s("d"), 1, 1, -1), session), 0);
+    std::string session;
+    EXPECT_NE(c->begin(dataSet("d", 1, 1, -1), session), 0);
     EXPECT_EQ(c->fault(), "file length -1 is negative");
     EXPECT_EQ(stagingFiles(), 0u);
     expectServing(server->url());
@@ -89,7 +83,7 @@ TEST_F(FaultsTest, RecordsThatCannotBeStoredSafelyAreRefused) {
 
 TEST_F(FaultsTest, OnlyCataloguedFilesAreServed) {
     auto c = client();
-    ASSERT_EQ(c->upload("alice", "wonder", ServiceClient::record(s("t"), 1, 1, 0), "secret"), 0);
+    ASSERT_EQ(c->upload(dataSet("t", 1, 1), "secret"), 0);
     std::string path = c->pathOf("t", 1, 1);
     std::string dirOfFile = path.substr(0, path.rfind('/'));
     const std::vector<std::string> bad = {
@@ -101,18 +95,17 @@ TEST_F(FaultsTest, OnlyCataloguedFilesAreServed) {
         path + "/..",
         "",
     };
+    ns__Binary bin;
     for (const auto& p : bad) {
-        ns__Binary bin;
-        EXPECT_NE(soap_call_ns__getData(c->soap(), c->url(), nullptr, s(p.c_str()), 0, 100, bin), 0) << p;
+        EXPECT_NE(c->call(soap_call_ns__getData, s(p), 0, 100, bin), 0) << p;
         EXPECT_EQ(c->fault(), "unknown path: " + p);
     }
-    ns__Binary bin;
-    EXPECT_NE(soap_call_ns__getData(c->soap(), c->url(), nullptr, nullptr, 0, 100, bin), 0);
-    EXPECT_NE(soap_call_ns__getData(c->soap(), c->url(), nullptr, s(path.c_str()), -1, 100, bin), 0);
+    EXPECT_NE(c->call(soap_call_ns__getData, s(nullptr), 0, 100, bin), 0);
+    EXPECT_NE(c->call(soap_call_ns__getData, s(path), -1, 100, bin), 0);
     EXPECT_EQ(c->fault(), "position -1 is negative");
-    EXPECT_NE(soap_call_ns__getData(c->soap(), c->url(), nullptr, s(path.c_str()), 0, -5, bin), 0);
+    EXPECT_NE(c->call(soap_call_ns__getData, s(path), 0, -5, bin), 0);
     EXPECT_EQ(c->fault(), "size -5 is negative");
-    ASSERT_EQ(soap_call_ns__getData(c->soap(), c->url(), nullptr, s(path.c_str()), 2, 3, bin), 0);
+    ASSERT_EQ(c->call(soap_call_ns__getData, s(path), 2, 3, bin), 0);
     EXPECT_EQ(std::string(reinterpret_cast<char*>(bin.__ptr), static_cast<size_t>(bin.__size)), "cre");
 }
 
@@ -120,27 +113,20 @@ TEST_F(FaultsTest, OversizeBlocksAndWrongLengthsLeaveNothingBehind) {
     start({"--max-block", "65536"});
     auto c = client();
     std::string big = pattern(65537);
-    EXPECT_NE(c->upload("alice", "wonder", ServiceClient::record(s("big"), 1, 1, 0), big, 65537), 0);
+    EXPECT_NE(c->upload("alice", "wonder", dataSet("big", 1, 1), big, 65537), 0);
     EXPECT_EQ(c->fault(), "block of 65537 bytes is larger than 65536");
     // Far beyond the message limit: refused while reading, before any operation runs.
     std::string huge = pattern(1 << 21);
-    EXPECT_NE(c->upload("alice", "wonder", ServiceClient::record(s("big"), 1, 1, 0), huge, huge.size()), 0);
+    EXPECT_NE(c->upload("alice", "wonder", dataSet("big", 1, 1), huge, huge.size()), 0);
     expectServing(server->url());
 
     // More bytes than announced, then fewer.
-    char* session = nullptr;
-    ASSERT_EQ(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
-                                                         ServiceClient::record(s("len"), 1, 1, 4), session), 0);
-    unsigned char five[5] = {1, 2, 3, 4, 5};
-    ns__Binary bin;
-    bin.__ptr = five;
-    bin.__size = 5;
-    int ret = 0;
-    EXPECT_NE(soap_call_ns__putData(c->soap(), c->url(), nullptr, session, bin, ret), 0);
+    std::string session;
+    ASSERT_EQ(c->begin(dataSet("len", 1, 1, 4), session), 0);
+    EXPECT_NE(c->put(session, "12345"), 0);
     EXPECT_EQ(c->fault(), "block goes past the announced file length of 4 bytes");
-    bin.__size = 3;
-    ASSERT_EQ(soap_call_ns__putData(c->soap(), c->url(), nullptr, session, bin, ret), 0);
-    EXPECT_NE(soap_call_ns__endTavolenDataRegistration(c->soap(), c->url(), nullptr, session, ret), 0);
+    ASSERT_EQ(c->put(session, "123"), 0);
+    EXPECT_NE(c->end(session), 0);
     EXPECT_EQ(c->fault(), "received 3 bytes but the record announced 4");
     EXPECT_EQ(c->pathOf("len", 1, 1), "");
     EXPECT_EQ(c->pathOf("big", 1, 1), "");
@@ -170,10 +156,8 @@ TEST_F(FaultsTest, MalformedRequestsGetAFaultAndTheServerGoesOn) {
 
 TEST_F(FaultsTest, BlocksDecodeAcrossWhiteSpaceAndRefuseForeignCharacters) {
     auto c = client();
-    char* session = nullptr;
-    ASSERT_EQ(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
-                                                         ServiceClient::record(s("b64"), 1, 1, 6), session), 0);
-    std::string key = session;
+    std::string key;
+    ASSERT_EQ(c->begin(dataSet("b64", 1, 1, 6), key), 0);
     auto putData = [&](const std::string& base64) {
         return rawExchange(server->port(),
                            post("<?xml version=\"1.0\"?><SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/"
@@ -185,32 +169,25 @@ TEST_F(FaultsTest, BlocksDecodeAcrossWhiteSpaceAndRefuseForeignCharacters) {
         EXPECT_NE(putData(bad).find("Fault"), std::string::npos) << bad;
     }
     EXPECT_NE(putData("YWJj\r\n ZGVm\t").find("<ret>6</ret>"), std::string::npos);
-    int ret = 0;
-    ASSERT_EQ(soap_call_ns__endTavolenDataRegistration(c->soap(), c->url(), nullptr, s(key.c_str()), ret), 0) << c->fault();
+    ASSERT_EQ(c->end(key), 0) << c->fault();
     std::string back;
-    ASSERT_EQ(c->download(s(c->pathOf("b64", 1, 1).c_str()), back), 0);
+    ASSERT_EQ(c->download(c->pathOf("b64", 1, 1), back), 0);
     EXPECT_EQ(back, "abcdef");
 }
 
 TEST_F(FaultsTest, AbandonedSessionsExpireWithoutATrace) {
     start({"--session-timeout", "1"});
     auto c = client();
-    char* session = nullptr;
-    ASSERT_EQ(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
-                                                         ServiceClient::record(s("gone"), 1, 1, 10), session), 0);
-    unsigned char half[5] = {1, 2, 3, 4, 5};
-    ns__Binary bin;
-    bin.__ptr = half;
-    bin.__size = 5;
-    int ret = 0;
-    ASSERT_EQ(soap_call_ns__putData(c->soap(), c->url(), nullptr, session, bin, ret), 0);
+    std::string session;
+    ASSERT_EQ(c->begin(dataSet("gone", 1, 1, 10), session), 0);
+    ASSERT_EQ(c->put(session, "12345"), 0);
     // A client that drops the connection in the middle of a block.
     std::string partial = post(std::string(4000, ' '));
     rawExchange(server->port(), partial.substr(0, partial.size() - 1000), true);
     EXPECT_EQ(stagingFiles(), 1u);
     std::this_thread::sleep_for(std::chrono::milliseconds(2600));
     EXPECT_EQ(stagingFiles(), 0u);
-    EXPECT_NE(soap_call_ns__putData(c->soap(), c->url(), nullptr, session, bin, ret), 0);
+    EXPECT_NE(c->put(session, "12345"), 0);
     EXPECT_EQ(c->fault(), "unknown or expired upload session");
     EXPECT_EQ(c->pathOf("gone", 1, 1), "");
 }
@@ -218,39 +195,27 @@ TEST_F(FaultsTest, AbandonedSessionsExpireWithoutATrace) {
 TEST_F(FaultsTest, SessionCountIsBounded) {
     start({"--max-sessions", "2"});
     auto c = client();
-    char* session = nullptr;
-    std::string first;
-    for (int i = 0; i < 2; ++i) {
-        ASSERT_EQ(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
-                                                             ServiceClient::record(s("n"), 1, 1, 1), session), 0);
-        first = session;
-    }
-    EXPECT_NE(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
-                                                         ServiceClient::record(s("n"), 1, 1, 1), session), 0);
+    std::string first, session;
+    ASSERT_EQ(c->begin(dataSet("n", 1, 1, 1), first), 0);
+    ASSERT_EQ(c->begin(dataSet("n", 1, 1, 1), session), 0);
+    EXPECT_NE(c->begin(dataSet("n", 1, 1, 1), session), 0);
     EXPECT_EQ(c->fault(), "too many open upload sessions, try again later");
     int ret = 0;
-    ASSERT_EQ(soap_call_ns__abortTavolenDataRegistration(c->soap(), c->url(), nullptr, s(first.c_str()), ret), 0);
-    EXPECT_EQ(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
-                                                         ServiceClient::record(s("n"), 1, 1, 1), session), 0);
+    ASSERT_EQ(c->call(soap_call_ns__abortTavolenDataRegistration, s(first), ret), 0);
+    EXPECT_EQ(c->begin(dataSet("n", 1, 1, 1), session), 0);
 }
 
 TEST_F(FaultsTest, KillDuringUploadKeepsCommittedDataAndDropsTheRest) {
     auto c = client();
     std::string kept = pattern(819200 + 5, 3);
-    ASSERT_EQ(c->upload("alice", "wonder", ServiceClient::record(s("kept"), 1, 1, 0), kept), 0);
-    ASSERT_EQ(c->upload("alice", "wonder", ServiceClient::record(s("repl"), 1, 1, 0), "version one"), 0);
+    ASSERT_EQ(c->upload(dataSet("kept", 1, 1), kept), 0);
+    ASSERT_EQ(c->upload(dataSet("repl", 1, 1), "version one"), 0);
 
     // A new data set and a replacement, each stopped half-way.
     for (const char* diag : {"half", "repl"}) {
-        char* session = nullptr;
-        ASSERT_EQ(soap_call_ns__beginTavolenDataRegistration(c->soap(), c->url(), nullptr, s("alice"), s("wonder"), true,
-                                                             ServiceClient::record(s(diag), 1, 1, 819200 * 2), session), 0);
-        std::string block = pattern(819200, 9);
-        ns__Binary bin;
-        bin.__ptr = reinterpret_cast<unsigned char*>(block.data());
-        bin.__size = 819200;
-        int ret = 0;
-        ASSERT_EQ(soap_call_ns__putData(c->soap(), c->url(), nullptr, session, bin, ret), 0);
+        std::string session;
+        ASSERT_EQ(c->begin(dataSet(diag, 1, 1, 819200 * 2), session), 0);
+        ASSERT_EQ(c->put(session, pattern(819200, 9)), 0);
     }
     EXPECT_EQ(stagingFiles(), 2u);
     server->kill9();
@@ -258,9 +223,9 @@ TEST_F(FaultsTest, KillDuringUploadKeepsCommittedDataAndDropsTheRest) {
 
     auto after = client();
     std::string back;
-    ASSERT_EQ(after->download(s(after->pathOf("kept", 1, 1).c_str()), back), 0) << after->fault();
+    ASSERT_EQ(after->download(after->pathOf("kept", 1, 1), back), 0) << after->fault();
     EXPECT_TRUE(back == kept);
-    ASSERT_EQ(after->download(s(after->pathOf("repl", 1, 1).c_str()), back), 0);
+    ASSERT_EQ(after->download(after->pathOf("repl", 1, 1), back), 0);
     EXPECT_EQ(back, "version one");
     EXPECT_EQ(after->pathOf("half", 1, 1), "");
     EXPECT_EQ(after->fault(), "unknown data set half shot 1 sub-shot 1");
@@ -277,13 +242,11 @@ TEST_F(FaultsTest, ClientsAtOnceAllSucceed) {
             for (int i = 0; i < 5; ++i) {
                 std::string name = "c" + std::to_string(t);
                 std::string bytes = pattern(100000 + static_cast<size_t>(i), static_cast<unsigned>(t));
-                if (c.upload(t % 2 ? "bob" : "alice", t % 2 ? "builder" : "wonder",
-                             ServiceClient::record(s(name.c_str()), i + 1, 1, 0), bytes, 65536)) {
-                    ++failures[t];
-                    continue;
-                }
                 std::string back;
-                if (c.download(s(c.pathOf(name.c_str(), i + 1, 1).c_str()), back, 65536) || back != bytes) ++failures[t];
+                if (c.upload(t % 2 ? "bob" : "alice", t % 2 ? "builder" : "wonder", dataSet(name.c_str(), i + 1, 1),
+                             bytes, 65536) ||
+                    c.download(c.pathOf(name.c_str(), i + 1, 1), back, 65536) || back != bytes)
+                    ++failures[t];
             }
         });
     for (auto& th : threads) th.join();
