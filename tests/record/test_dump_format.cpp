@@ -72,21 +72,21 @@ TEST(DumpFormat, StringsStopAtTheirFirstZeroByte) {
 TEST(DumpFormat, CheckHeaderTellsFormatsApartAndRewinds) {
     std::stringstream image;
     exampleRecord().dump(image);
-    std::istringstream text(exampleText());
-    std::istringstream other("PK\3\4rest");
-    std::istringstream tiny("#x");
-    EXPECT_EQ(AnaData::checkHeader(image), 1);
-    EXPECT_EQ(AnaData::checkHeader(text), 0);
-    EXPECT_EQ(AnaData::checkHeader(other), 2);
-    EXPECT_EQ(AnaData::checkHeader(tiny), 2);
-    EXPECT_EQ(image.get(), 0x10);
-    EXPECT_EQ(text.get(), '#');
-    EXPECT_EQ(other.get(), 'P');
-    EXPECT_EQ(tiny.get(), '#');
-    PipeBuffer pipe("#pipe");
-    std::istream piped(&pipe);
-    EXPECT_EQ(AnaData::checkHeader(piped), 0);
-    EXPECT_EQ(piped.get(), '#');
+    const struct {
+        std::string bytes;
+        int kind;
+    } cases[] = {{image.str(), 1}, {exampleText(), 0}, {"PK\3\4rest", 2}, {"#x", 2}};
+    for (const auto& c : cases) {
+        for (bool pipe : {false, true}) {
+            SCOPED_TRACE(c.bytes.substr(0, 8) + (pipe ? " through a pipe" : ""));
+            std::istringstream seekable(c.bytes);
+            PipeBuffer buffer(c.bytes);
+            std::istream piped(&buffer);
+            std::istream& in = pipe ? piped : seekable;
+            EXPECT_EQ(AnaData::checkHeader(in), c.kind);
+            EXPECT_EQ(in.get(), static_cast<unsigned char>(c.bytes[0]));
+        }
+    }
     // A file that never opened stays failed, so callers still see the stream failure.
     std::ifstream missing("/nonexistent/anadata-record-test");
     EXPECT_EQ(AnaData::checkHeader(missing), 2);

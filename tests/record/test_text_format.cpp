@@ -201,10 +201,8 @@ TEST(TextFormat, DimvalSetTakesCoordinatesFromGridCorners) {
 }
 
 TEST(TextFormat, HelpersTrimPickUpAndSearch) {
-    EXPECT_EQ(qx::pickup("# Name = ' abc '", true), "abc");
     EXPECT_EQ(qx::pickup("# Name = ' abc '", false), "' abc '");
     EXPECT_EQ(qx::pickup("no equals", true), "");
-    EXPECT_EQ(qx::pickup_strings("# DimUnit='', 's'"), (std::vector<std::string>{" ", "s"}));
     EXPECT_EQ(qx::pickup_sizes("# DimSize=3,4,"), (std::vector<int>{3, 4}));
     EXPECT_EQ(qx::pickup_sizes("# DimSize= 3 , 4"), (std::vector<int>{3, 4}));
     std::string s = "xxaxx";
