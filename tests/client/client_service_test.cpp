@@ -25,12 +25,10 @@ protected:
         token = "clienttest" + std::to_string(getpid());
         std::filesystem::create_directories(work);
         std::filesystem::create_directories(out);
-        oldCwd = std::filesystem::current_path();
     }
     void TearDown() override {
         expectNoLeftovers(token, work);
         expectNoLeftovers(token, out);
-        std::filesystem::current_path(oldCwd);
     }
     std::string dataFile(const std::string& stem, const std::string& bytes) {
         std::string name = token + "-" + stem + ".dat";
@@ -40,7 +38,6 @@ protected:
 
     TempDir home;
     std::string token, work = dir.file("work"), out = dir.file("out");
-    std::filesystem::path oldCwd;
     clsAnaDataAccess access;
 };
 

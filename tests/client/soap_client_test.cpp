@@ -21,8 +21,6 @@ FakeService::Answer answer(const std::string& request) {
 
 class SoapClientTest : public ::testing::Test {
 protected:
-    void SetUp() override { oldCwd = std::filesystem::current_path(); }
-    void TearDown() override { std::filesystem::current_path(oldCwd); }
     std::vector<std::string> operations() {
         std::vector<std::string> ops;
         for (const auto& r : service.requests()) ops.push_back(operationOf(r));
@@ -31,7 +29,6 @@ protected:
     TempDir dir;
     FakeService service{answer};
     TavolenSoapClient client{service.url().c_str()};
-    std::filesystem::path oldCwd;
 };
 
 TEST_F(SoapClientTest, UploadOfAMissingFileSaysSoAndCallsNothing) {

@@ -12,7 +12,9 @@
 // Forward-only bytes, like a pipe: seeking fails, so readers cannot learn the length.
 class PipeBuffer : public std::streambuf {
 public:
-    explicit PipeBuffer(std::string text) : text_(std::move(text)) { setg(&text_[0], &text_[0], &text_[0] + text_.size()); }
+    explicit PipeBuffer(std::string text) : text_(std::move(text)) {
+        setg(&text_[0], &text_[0], &text_[0] + text_.size());
+    }
 
 private:
     std::string text_;

@@ -42,6 +42,10 @@ std::string rawExchange(int port, const std::string& request, bool hangUp = fals
     return answer;
 }
 
+// The opening of a SOAP envelope, without its closing ">" so that namespaces can follow.
+const std::string envelope =
+    "<?xml version=\"1.0\"?><SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\"";
+
 std::string post(const std::string& body) {
     return "POST / HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: text/xml\r\nContent-Length: " +
            std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
@@ -68,7 +72,8 @@ TEST_F(FaultsTest, RecordsThatCannotBeStoredSafelyAreRefused) {
         {dataSet(nullptr, 1, 1), "data name is empty"},
         {dataSet("d", 0, 1), "shot number 0 is not positive"},
         {dataSet("d", 1, -2), "sub-shot number -2 is negative"},
-        {dataSet("d", 1, 1, 0, "../../etc/x.zip"), "file name '../../etc/x.zip' contains a character not allowed in a file name"},
+        {dataSet("d", 1, 1, 0, "../../etc/x.zip"),
+         "file name '../../etc/x.zip' contains a character not allowed in a file name"},
     };
     for (auto& k : cases) {
         EXPECT_NE(c->upload(k.info, "x"), 0);
@@ -137,17 +142,15 @@ TEST_F(FaultsTest, MalformedRequestsGetAFaultAndTheServerGoesOn) {
     start({"--timeout", "1"});  // some of these leave the parser waiting for input that never comes
     const std::vector<std::string> bodies = {
         "this is not xml",
-        "<?xml version=\"1.0\"?><SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\">"
-        "<SOAP-ENV:Body><unknownOp/></SOAP-ENV:Body></SOAP-ENV:Envelope>",
-        "<?xml version=\"1.0\"?><SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\">"
-        "<SOAP-ENV:Body><a><b><c>",
+        envelope + "><SOAP-ENV:Body><unknownOp/></SOAP-ENV:Body></SOAP-ENV:Envelope>",
+        envelope + "><SOAP-ENV:Body><a><b><c>",
         std::string(200, '<'),
     };
     for (const auto& body : bodies) {
         std::string answer = rawExchange(server->port(), post(body));
         EXPECT_NE(answer.find("Fault"), std::string::npos) << body.substr(0, 40) << " -> " << answer.substr(0, 200);
     }
-    std::string deep = "<?xml version=\"1.0\"?><SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\"><SOAP-ENV:Body>";
+    std::string deep = envelope + "><SOAP-ENV:Body>";
     for (int i = 0; i < 10000; ++i) deep += "<x>";
     EXPECT_NE(rawExchange(server->port(), post(deep)).find("Fault"), std::string::npos);
     rawExchange(server->port(), "GARBAGE\r\n\r\n");
@@ -159,11 +162,9 @@ TEST_F(FaultsTest, BlocksDecodeAcrossWhiteSpaceAndRefuseForeignCharacters) {
     std::string key;
     ASSERT_EQ(c->begin(dataSet("b64", 1, 1, 6), key), 0);
     auto putData = [&](const std::string& base64) {
-        return rawExchange(server->port(),
-                           post("<?xml version=\"1.0\"?><SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/"
-                                "soap/envelope/\" xmlns:ns=\"" ANADATA_SERVICE_NAMESPACE "\"><SOAP-ENV:Body><ns:putData>"
-                                "<session>" + key + "</session><bin>" + base64 +
-                                "</bin></ns:putData></SOAP-ENV:Body></SOAP-ENV:Envelope>"));
+        return rawExchange(server->port(), post(envelope + " xmlns:ns=\"" ANADATA_SERVICE_NAMESPACE
+                                                "\"><SOAP-ENV:Body><ns:putData><session>" + key + "</session><bin>" +
+                                                base64 + "</bin></ns:putData></SOAP-ENV:Body></SOAP-ENV:Envelope>"));
     };
     for (const char* bad : {"YW&amp;Jj", "YWJj\x01", "YW<!-- x -->Jj", "YQ==YQ=="}) {
         EXPECT_NE(putData(bad).find("Fault"), std::string::npos) << bad;
