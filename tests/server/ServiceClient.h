@@ -24,6 +24,10 @@ inline ns__TavolenInfo dataSet(const char* diag, int shot, int sub, int length =
     return info;
 }
 
+inline std::vector<std::string> strings(const ns__StringArray& ary) {
+    return std::vector<std::string>(ary.__ptr, ary.__ptr + ary.__size);
+}
+
 class ServiceClient {
 public:
     explicit ServiceClient(std::string url) : url_(std::move(url)), soap_(soap_new()) {

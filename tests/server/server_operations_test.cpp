@@ -101,9 +101,7 @@ TEST_F(CatalogueTest, NamesAndCountsPerName) {
     auto c = client();
     ns__StringArray names;
     ASSERT_EQ(c->call(soap_call_ns__getDiagnostics, names), 0);
-    ASSERT_EQ(names.__size, 2);
-    EXPECT_STREQ(names.__ptr[0], "A");
-    EXPECT_STREQ(names.__ptr[1], "B");
+    EXPECT_EQ(strings(names), (std::vector<std::string>{"A", "B"}));
     ns__DiagEntryArray entries;
     ASSERT_EQ(c->call(soap_call_ns__getDiagEntry, entries), 0);
     ASSERT_EQ(entries.__size, 2);
@@ -199,16 +197,12 @@ TEST_F(OperationsTest, ChangePasswordReplacesTheOldOne) {
 
 TEST_F(OperationsTest, ExperimentLogColumnsRowsAndValues) {
     auto c = client();
-    ns__StringArray names;
+    using V = std::vector<std::string>;
+    ns__StringArray names, values;
     ASSERT_EQ(c->call(soap_call_ns__getExplogColumnNames, names), 0);
-    ASSERT_EQ(names.__size, 4);
-    EXPECT_STREQ(names.__ptr[0], "shot");
-    EXPECT_STREQ(names.__ptr[3], "comment");
-    ns__StringArray values;
+    EXPECT_EQ(strings(names), (V{"shot", "date", "gas", "comment"}));
     ASSERT_EQ(c->call(soap_call_ns__getExplogColumnValues, 100, values), 0);
-    ASSERT_EQ(values.__size, 4);
-    EXPECT_STREQ(values.__ptr[0], "100");
-    EXPECT_STREQ(values.__ptr[3], "first, with comma");
+    EXPECT_EQ(strings(values), (V{"100", "2024-01-02", "H2", "first, with comma"}));
     char* value = nullptr;
     ASSERT_EQ(c->call(soap_call_ns__getExplogColumnValue, 101, s("comment"), value), 0);
     EXPECT_STREQ(value, "quoted \"word\"");
