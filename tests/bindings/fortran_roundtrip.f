@@ -123,24 +123,3 @@ C     A text file adds an empty comment line before and after.
         STOP 1
       END IF
       END
-
-      SUBROUTINE EXPECT(GOT, WANT, WHAT)
-      INTEGER GOT, WANT, NFAIL
-      COMMON /CHECKS/ NFAIL
-      CHARACTER*(*) WHAT
-      IF (GOT .NE. WANT) THEN
-        PRINT *, 'check failed: ', WHAT, ' gave ', GOT, ' not ', WANT
-        NFAIL = NFAIL + 1
-      END IF
-      END
-
-      SUBROUTINE TRUTH(OK, WHAT)
-      LOGICAL OK
-      INTEGER NFAIL
-      COMMON /CHECKS/ NFAIL
-      CHARACTER*(*) WHAT
-      IF (.NOT. OK) THEN
-        PRINT *, 'check failed: ', WHAT
-        NFAIL = NFAIL + 1
-      END IF
-      END

@@ -56,24 +56,3 @@ C     Experiment log: names in CHARACTER*256 slots, values padded.
       CALL EXPECT(G77ANADATARELEASE(H2), 0, 'release copy')
       IF (NFAIL .NE. 0) STOP 1
       END
-
-      SUBROUTINE EXPECT(GOT, WANT, WHAT)
-      INTEGER GOT, WANT, NFAIL
-      COMMON /CHECKS/ NFAIL
-      CHARACTER*(*) WHAT
-      IF (GOT .NE. WANT) THEN
-        PRINT *, 'check failed: ', WHAT, ' gave ', GOT, ' not ', WANT
-        NFAIL = NFAIL + 1
-      END IF
-      END
-
-      SUBROUTINE TRUTH(OK, WHAT)
-      LOGICAL OK
-      INTEGER NFAIL
-      COMMON /CHECKS/ NFAIL
-      CHARACTER*(*) WHAT
-      IF (.NOT. OK) THEN
-        PRINT *, 'check failed: ', WHAT
-        NFAIL = NFAIL + 1
-      END IF
-      END
