@@ -72,6 +72,10 @@ TEST(DataBlockReply, DecodesEveryFormOfTheBlockTextAndRefusesBrokenOnes) {
         {"<bin>\n Q U\r\n JD\t</bin>", "ABC"},
         {"<other>x</other><bin xsi:type=\"xsd:base64Binary\" xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\""
          " xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\">/+/+</bin>", "\xff\xef\xfe"},
+        {"<bin>QUJDREVGR0hJSktM</bin>", "ABCDEFGHIJKL"},  // whole groups, eight digits at a time
+        {"<bin>QUJD\nREVGR0hJSks=</bin>", "ABCDEFGHIJK"},
+        {"<bin>QUJDREVGR0g*SktM</bin>", "fails"},
+        {"<bin>QUJDREVGQQ==QUJDREVG</bin>", "fails"},
         {"<bin>Q</bin>", "fails"},
         {"<bin>QQ==QQ==</bin>", "fails"},
         {"<bin>QU&#74;D</bin>", "fails"},
