@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <fstream>
 #include <string>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include "anadata.h"
@@ -39,9 +41,28 @@ qx::AnaData sampleRecord() {
     return rec;
 }
 
+// Registration zips the data file to "/tmp" under the file's own name, so two seeds running at
+// once (parallel service tests) would overwrite and remove each other's archive. Seeds take turns
+// through an exclusive lock on this program's own executable, which leaves no lock file behind.
+class SeedTurn {
+public:
+    SeedTurn() : fd_(open("/proc/self/exe", O_RDONLY | O_CLOEXEC)) {
+        if (fd_ >= 0) flock(fd_, LOCK_EX);
+    }
+    ~SeedTurn() {
+        if (fd_ >= 0) close(fd_);
+    }
+    SeedTurn(const SeedTurn&) = delete;
+    SeedTurn& operator=(const SeedTurn&) = delete;
+
+private:
+    int fd_;
+};
+
 }  // namespace
 
 int main() {
+    SeedTurn turn;
     char dirTemplate[] = "/tmp/anadata-sampleXXXXXX";
     if (!mkdtemp(dirTemplate)) {
         std::perror("seed_sample: mkdtemp");
