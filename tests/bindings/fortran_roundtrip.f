@@ -91,6 +91,13 @@ C     Save in both formats and load back.
      &     'save text')
       CALL EXPECT(G77ANADATASAVE(H, 'f_roundtrip.dump', 1), 0,
      &     'save dump')
+C     Mode 1 must really write the dump: it opens with 10 89 00 00.
+      OPEN(UNIT=10, FILE='f_roundtrip.dump', ACCESS='STREAM',
+     &     FORM='UNFORMATTED')
+      READ(10) SHORT
+      CLOSE(UNIT=10)
+      CALL TRUTH(SHORT .EQ. CHAR(16)//CHAR(137)//CHAR(0)//CHAR(0),
+     &     'dump magic')
       TEXT = 'f_roundtrip.txt'
       CALL EXPECT(G77ANADATALOAD(HTEXT, TEXT), 0, 'load text')
       CALL EXPECT(G77ANADATALOAD(HDUMP, 'f_roundtrip.dump'), 0,

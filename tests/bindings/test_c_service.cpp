@@ -1,5 +1,6 @@
 // The server half of the C and Fortran entry points against a running anadata-server: result
 // sets, inverted results, bounded copies, experiment-log quirks and the record round trip.
+#include <algorithm>
 #include <cstring>
 #include <stdexcept>
 #include <string>
@@ -242,6 +243,10 @@ TEST(CHelpers, BuffersGetExactlyTheirBoundAndSummaryCodesPassThrough) {
     EXPECT_EQ(std::string(out.data() + 1023, 2), std::string("\0#", 2));
     EXPECT_EQ(cAnaDataThe_date(out.data()), 0);
     EXPECT_EQ(std::string(out.data()).size(), 21u);
+    // A result of the bound's length or more fills the buffer and has no terminator.
+    std::fill(out.begin(), out.end(), '#');
+    EXPECT_EQ(cAnaDataGetFileName(("/d/" + std::string(1030, 'n')).c_str(), out.data()), 0);
+    EXPECT_EQ(std::string(out.data(), 1030), std::string(1024, 'n') + "######");
 }
 
 }  // namespace
