@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "DataBlockReply.h"
+#include "ReplyLimits.h"
 
 std::string TavolenSoapClient::IGNORE;
 
@@ -69,8 +70,8 @@ TavolenSoapClient::TavolenSoapClient(const char* url)
     // A server that hangs up mid-request must give a failed call, not a SIGPIPE.
     soap.socket_flags = MSG_NOSIGNAL;
     // A reply is at most one block (about 1.1 MB as base64) or one result list; a service
-    // that sends more than this is not believed, rather than buffered without bound.
-    soap.recv_maxlength = MAX_REPLY_BYTES;
+    // that sends or announces more than this is not believed, rather than buffered without bound.
+    limitReplies(&soap, MAX_REPLY_BYTES);
 }
 
 TavolenSoapClient::~TavolenSoapClient() {

@@ -105,6 +105,21 @@ TEST_F(FaultTest, AServerThatStopsAnsweringTimesOutAfterThirtySeconds) {
     EXPECT_LE(waited, 40);
 }
 
+// A reply head whose length cannot be believed (negative, beyond any reply, not a number) fails
+// the call before anything is sized from it; the runtime would otherwise allocate for the body of
+// a redirect or error reply whatever the head says.
+TEST_F(FaultTest, AReplyHeadWithAnImpossibleLengthIsAFailure) {
+    for (std::string length : {"-521", "300000000", "99999999999999999999", "12x"}) {
+        SCOPED_TRACE(length);
+        FakeService service([length](const std::string&) {
+            return FakeService::Answer{FakeService::Action::close,
+                                       "HTTP/1.1 300 Multiple Choices\r\nContent-Length: " + length + "\r\n\r\n"};
+        });
+        use(service.url());
+        expectEveryOperationFails();
+    }
+}
+
 // A download that breaks off after its first block, by a dropped connection or a cut reply.
 FakeService::Answer breakingDownload(const std::string& request, bool cut) {
     if (request.find("getTavolenDataPath") != std::string::npos)
