@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "DataBlockReply.h"
-#include "ReplyLimits.h"
+#include "MessageLimits.h"
 #include "soapH.h"
 
 namespace {
@@ -16,7 +16,7 @@ namespace {
 // A context set up like the wrapper's, reading the reply from `in` instead of a socket.
 struct ReplyContext {
     explicit ReplyContext(std::istream& in) : soap(SOAP_IO_KEEPALIVE, SOAP_IO_KEEPALIVE | SOAP_XML_TREE) {
-        limitReplies(&soap, 1 << 20);
+        limitIncomingMessages(&soap, 1 << 20);
         soap.is = &in;
     }
     ~ReplyContext() {

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "Catalogue.h"
+#include "MessageLimits.h"
 #include "Service.h"
 #include "soapH.h"
 
@@ -58,7 +59,7 @@ void HttpServer::configure(struct soap* s) const {
     s->send_timeout = limits_.timeoutSeconds;
     s->recv_timeout = limits_.timeoutSeconds;
     s->transfer_timeout = limits_.timeoutSeconds * 10;
-    s->recv_maxlength = limits_.maxMessage;
+    limitIncomingMessages(s, limits_.maxMessage);
     s->maxlevel = 32;
     s->maxoccurs = 100000;
 }

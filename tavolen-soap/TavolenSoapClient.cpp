@@ -14,7 +14,7 @@
 #include <unistd.h>
 
 #include "DataBlockReply.h"
-#include "ReplyLimits.h"
+#include "MessageLimits.h"
 
 std::string TavolenSoapClient::IGNORE;
 
@@ -71,7 +71,7 @@ TavolenSoapClient::TavolenSoapClient(const char* url)
     soap.socket_flags = MSG_NOSIGNAL;
     // A reply is at most one block (about 1.1 MB as base64) or one result list; a service
     // that sends or announces more than this is not believed, rather than buffered without bound.
-    limitReplies(&soap, MAX_REPLY_BYTES);
+    limitIncomingMessages(&soap, MAX_REPLY_BYTES);
 }
 
 TavolenSoapClient::~TavolenSoapClient() {

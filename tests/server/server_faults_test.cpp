@@ -154,6 +154,13 @@ TEST_F(FaultsTest, MalformedRequestsGetAFaultAndTheServerGoesOn) {
     for (int i = 0; i < 10000; ++i) deep += "<x>";
     EXPECT_NE(rawExchange(server->port(), post(deep)).find("Fault"), std::string::npos);
     rawExchange(server->port(), "GARBAGE\r\n\r\n");
+    // Heads announcing lengths that no request can have; the status-line form made the runtime
+    // size a buffer from the length before the guard.
+    for (const std::string head : {"POST / HTTP/1.1\r\nContent-Length: -521\r\n\r\n",
+                                   "HTTP/1.1 300 OK\r\nContent-Length: -521\r\n\r\n",
+                                   "HTTP/1.1 300 OK\r\nContent-Length: 99999999999\r\n\r\n",
+                                   "POST / HTTP/1.1\r\nContent-Length: 12x\r\n\r\n"})
+        EXPECT_EQ(rawExchange(server->port(), head).find("200 OK"), std::string::npos) << head;
     expectServing(server->url());
 }
 

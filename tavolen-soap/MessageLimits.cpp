@@ -1,5 +1,5 @@
 // Content-Length checking in front of the runtime's HTTP header parser.
-#include "ReplyLimits.h"
+#include "MessageLimits.h"
 
 #include <charconv>
 #include <cstring>
@@ -28,7 +28,7 @@ int checkedHeader(struct soap* soap, const char* key, const char* value) {
 
 }  // namespace
 
-void limitReplies(struct soap* soap, unsigned long maxBytes) {
+void limitIncomingMessages(struct soap* soap, unsigned long maxBytes) {
     soap->recv_maxlength = maxBytes;
     if (soap->fparsehdr == checkedHeader) return;
     // Taken once, under the guard of a static's initialisation, so that threads setting up their
