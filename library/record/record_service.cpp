@@ -45,8 +45,10 @@ AnaData AnaData::retrieve(const char* diag, int shot, int subshot, bool keepArch
     std::string name = getFileName(reserved);
     if (!clsAnaDataAccess().Get(diag, shot, subshot, name, "/tmp", keepArchive)) throw AnaDataException("Not found.");
 
+    // An archive that did not unpack leaves the reserved file empty; like a file that does not
+    // open, that gives the default record rather than an error.
     std::ifstream in(name, std::ios::binary);
-    if (in.is_open()) in >> rec;
+    if (in.is_open() && in.peek() != std::ifstream::traits_type::eof()) in >> rec;
     return rec;
 }
 

@@ -4,6 +4,7 @@
 
 #include "ClientFixture.h"
 #include "FakeService.h"
+#include "anadata.h"
 #include "anadata_util.h"
 #include "clsAnaDataAccess.h"
 
@@ -170,6 +171,14 @@ TEST_F(FaultTest, AnEmptyFirstBlockIsAnEmptyFile) {
               std::string::npos);
     EXPECT_EQ(file, work + "/relative");
     std::remove(file.c_str());
+
+    // A record fetched that way is the default record, not an error.
+    testing::internal::CaptureStdout();
+    qx::AnaData fetched;
+    EXPECT_NO_THROW(fetched = qx::AnaData::retrieve("d", 1, 1, false));
+    testing::internal::GetCapturedStdout();
+    EXPECT_STREQ(fetched.getDiagnostics(), "");
+    EXPECT_EQ(fetched.getDimNo(), 0);
 }
 
 }  // namespace
