@@ -109,6 +109,21 @@ TEST(Summary, FailuresGiveTheirCodesAndExactMessages) {
     EXPECT_EQ(badDate.date + badDate.time + badDate.summary, "---");
 }
 
+// Keys are tested in a fixed order and the first one found decides, so a data name holding
+// "#date=" is only a name line; a line longer than 1023 bytes is read in pieces, each tested on its own.
+TEST(Summary, FirstKeyInOrderDecidesAndLongLinesAreReadInPieces) {
+    const std::string longLine = "#" + std::string(1022, 'c') + "# DimNo=1\n";
+    const std::string text = "# Name='x'\n# ShotNo=5\n# Date='03/07/2009'\n# DimName='#date=nonsense'\n" + longLine +
+                             "# DimSize=2\n# ValNo=1\n# ValName='#name'\n# ValUnit='V'\n";
+    TempDir dir;
+    writeFile(dir.file("order.dat"), text);
+    Result got = summarise(dir.file("order.dat"));
+    ASSERT_EQ(got.code, 0) << got.err;
+    EXPECT_EQ(got.err, "");
+    EXPECT_EQ(got.date, "2009/03/07");
+    EXPECT_EQ(got.summary, "# DimName='#date=nonsense'\n# DimNo=1\n# DimSize=2\n# ValNo=1\n# ValName='#name'\n");
+}
+
 TEST(Summary, StaysBelow1024CharactersYetTakesLaterShorterLines) {
     std::string l1 = "# DimNo=2\r\n", l2 = "# DimName='" + std::string(967, 'a') + "', 'R'\r\n", l3 = "# DimSize=2, 2\r\n";
     ASSERT_EQ((l1 + l2 + l3).size(), 1013u);
