@@ -95,13 +95,17 @@ bool clsAnaDataAccess::Regist(const char* dir, const char* file, const char* dia
     std::string zipName = copyText(file) + ".zip";
     std::string zipPath = std::string("/tmp") + "/" + zipName;
 
+    const std::string source = dirSlash + copyText(file);
     bool existedBefore = isRegularFile(zipPath);
-    int packed = minizip(zipPath, dirSlash + copyText(file));
+    // minizip reports success for a source it cannot read, with an empty entry in the archive;
+    // uploading that would replace a registered data set with nothing, so it counts as failed.
+    const bool sourceReadable = ::access(source.c_str(), R_OK) == 0 && isRegularFile(source);
+    int packed = minizip(zipPath, source);
     std::cerr << "summary=" << copyText(summary) << std::endl;
 
     // A failed packing counts as success without an upload; callers rely on that.
     bool result = true;
-    if (packed != 0) {
+    if (packed != 0 || !sourceReadable) {
         // Only an archive this call left behind is removed, never a file that was there before.
         if (!existedBefore && isRegularFile(zipPath)) unlink(zipPath.c_str());
         return result;

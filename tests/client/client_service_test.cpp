@@ -136,6 +136,13 @@ TEST_F(AccessTest, RegistWithoutAnArchiveReportsSuccessAndSendsNothing) {
     testing::internal::CaptureStderr();
     EXPECT_TRUE(access.Regist(work.c_str(), file.c_str(), "diagN", 1, 1, nullptr, "never"));
     EXPECT_NE(testing::internal::GetCapturedStderr().find("summary=never\n"), std::string::npos);
+    // A missing source is the same: no empty data set replaces anything, and no archive stays.
+    const std::string missing = token + "-missing.dat";
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(access.Regist(work.c_str(), missing.c_str(), "diagN", 1, 1, nullptr, "gone"));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "error in opening " + work + "/" + missing + " for reading\nsummary=gone\n");
+    EXPECT_FALSE(std::filesystem::exists("/tmp/" + missing + ".zip"));
     std::vector<std::string> names;
     ASSERT_TRUE(access.getDiagnostics(names));
     EXPECT_TRUE(names.empty());

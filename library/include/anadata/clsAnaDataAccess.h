@@ -104,7 +104,7 @@ public:
     // The file is zipped to "/tmp/" + file + ".zip", which is removed after the upload.
     // Writes "summary=" + summary + newline to standard error on every call. `reserved` is
     // not used. Returns the upload's result, or true without contacting the service when
-    // the archive cannot be written.
+    // the source cannot be read or the archive cannot be written.
     bool Regist(const char* dir, const char* file, const char* diag, int shot, int subshot, const char* reserved,
                 const char* summary);
 
