@@ -7,6 +7,7 @@
 #include "anadata.h"
 #include "anadata_util.h"
 #include "clsAnaDataAccess.h"
+#include "soapAnaData.h"
 
 namespace {
 
@@ -104,6 +105,18 @@ TEST_F(FaultTest, AServerThatStopsAnsweringTimesOutAfterThirtySeconds) {
     auto waited = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start).count();
     EXPECT_GE(waited, 29);
     EXPECT_LE(waited, 40);
+}
+
+// The service's "ret" of a password change is not looked at: only a fault fails the call.
+TEST_F(FaultTest, APasswordChangeAnsweredWithANonZeroRetStillSucceeds) {
+    FakeService service([](const std::string&) { return FakeService::response("changePassword", "<ret>1</ret>"); });
+    use(service.url());
+    EXPECT_NO_THROW(clsAnaDataAccess().changePassword("alice", "wonder", "land"));
+    int handle = 3;
+    ASSERT_EQ(soapAnaDataAccessNew(&handle, home.file("client.ini").c_str()), 0);
+    EXPECT_EQ(soapAnaDataChgPass(&handle, "alice", "wonder", "land"), 0);
+    soapAnaDataAccessRelease(&handle);
+    EXPECT_EQ(service.requests().size(), 2u);
 }
 
 // A reply head whose length cannot be believed (negative, beyond any reply, not a number) fails
