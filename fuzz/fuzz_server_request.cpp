@@ -12,6 +12,7 @@
 #include "Catalogue.h"
 #include "MessageLimits.h"
 #include "Service.h"
+#include "fuzz_gsoap_suppressions.h"
 #include "soapH.h"
 
 namespace {

@@ -9,6 +9,7 @@
 
 #include "DataBlockReply.h"
 #include "MessageLimits.h"
+#include "fuzz_gsoap_suppressions.h"
 #include "soapH.h"
 
 namespace {
