@@ -21,15 +21,12 @@ const double ne[6] = {-1, -2, -3, -4, -5, -6};
 
 int sample() {
     int h = -1;
-    EXPECT_EQ(cAnaDataNew(&h, 2, 2), 0);
-    EXPECT_EQ(cAnaDataSetDiagnostics_(h, "te"), 0);
-    EXPECT_EQ(cAnaDataSetShotNumber(h, 1234), 0);
-    EXPECT_EQ(cAnaDataSetSubnumber(h, 2), 0);
-    EXPECT_EQ(cAnaDataSetdate(h, "03/07/2009 14:05"), 0);
-    EXPECT_EQ(cAnaDataSetDimData(h, 0, "Time", "s", 2, times), 0);
-    EXPECT_EQ(cAnaDataSetDimData(h, 1, "R", "m", 3, radii), 0);
-    EXPECT_EQ(cAnaDataSetValData(h, 0, "Te", "keV", 6, te), 0);
-    EXPECT_EQ(cAnaDataSetValData(h, 1, "ne", "m-3", 6, ne), 0);
+    // The elements of a braced list run in order, so every call after the first sees the new h.
+    for (int status : {cAnaDataNew(&h, 2, 2), cAnaDataSetDiagnostics_(h, "te"), cAnaDataSetShotNumber(h, 1234),
+                       cAnaDataSetSubnumber(h, 2), cAnaDataSetdate(h, "03/07/2009 14:05"),
+                       cAnaDataSetDimData(h, 0, "Time", "s", 2, times), cAnaDataSetDimData(h, 1, "R", "m", 3, radii),
+                       cAnaDataSetValData(h, 0, "Te", "keV", 6, te), cAnaDataSetValData(h, 1, "ne", "m-3", 6, ne)})
+        EXPECT_EQ(status, 0);
     return h;
 }
 
@@ -57,9 +54,9 @@ TEST(CBindingHandles, UnknownHandleGives1AndWritesNothing) {
 TEST(CBindingRecord, SettersDropTrailingBlanksOnly) {
     const int h = sample();
     char* text = nullptr;
-    ASSERT_EQ(cAnaDataSetdate(h, "  03/07/2009   ") + cAnaDataGetDate(h, &text), 0);
+    for (int status : {cAnaDataSetdate(h, "  03/07/2009   "), cAnaDataGetDate(h, &text)}) ASSERT_EQ(status, 0);
     EXPECT_STREQ(text, "  03/07/2009");
-    ASSERT_EQ(cAnaDataSetDiagnostics_(h, " ece\t  ") + cAnaDataGetDiagnostics(h, &text), 0);
+    for (int status : {cAnaDataSetDiagnostics_(h, " ece\t  "), cAnaDataGetDiagnostics(h, &text)}) ASSERT_EQ(status, 0);
     EXPECT_STREQ(text, " ece\t");
 }
 
@@ -104,15 +101,11 @@ TEST(CBindingRecord, RecordRefusalsGive3WithTheirMessage) {
 TEST(CBindingRecord, NullArgumentsAndNegativeSizesAreRefused) {
     const int h = sample();
     CaptureStderr();
-    EXPECT_EQ(cAnaDataGetDate(h, nullptr), 3);
-    EXPECT_EQ(cAnaDataGetDimUnit2(h, nullptr, nullptr), 3);
-    EXPECT_EQ(cAnaDataSetDiagnostics_(h, nullptr), 3);
-    EXPECT_EQ(cAnaDataGetValData(h, nullptr, 0), 3);
-    EXPECT_EQ(cAnaDataSetDimData(h, 0, "x", nullptr, 0, nullptr), 3);
-    EXPECT_EQ(cAnaDataSetValData(h, 0, "v", "1", -1, te), 3);
-    EXPECT_EQ(cAnaDataNew(nullptr, 1, 1), 3);
-    EXPECT_EQ(cAnaDataLoad(nullptr, "x"), 3);
-    EXPECT_EQ(cAnaDataSave(h, nullptr, 0), 3);
+    for (int status : {cAnaDataGetDate(h, nullptr), cAnaDataGetDimUnit2(h, nullptr, nullptr),
+                       cAnaDataSetDiagnostics_(h, nullptr), cAnaDataGetValData(h, nullptr, 0),
+                       cAnaDataSetDimData(h, 0, "x", nullptr, 0, nullptr), cAnaDataSetValData(h, 0, "v", "1", -1, te),
+                       cAnaDataNew(nullptr, 1, 1), cAnaDataLoad(nullptr, "x"), cAnaDataSave(h, nullptr, 0)})
+        EXPECT_EQ(status, 3);  // the calls run in order, before the loop: the messages below follow it
     EXPECT_FALSE(cAnaDataIsDigit(nullptr));
     EXPECT_EQ(GetCapturedStderr(),
               "cAnaDataGetDate: null argument\ncAnaDataGetDimUnit2: null argument\n"

@@ -40,12 +40,13 @@ protected:
         const double t[2] = {0.5, 1.5}, r[3] = {3, 3.5, 4}, v[6] = {1, 2, 3, 4, 5, 6};
         int h = -1;
         const std::string name = diag + "@" + std::to_string(shot) + "-1.dat";
-        EXPECT_EQ(cAnaDataNew(&h, 2, 1) + cAnaDataSetDiagnostics_(h, diag.c_str()) + cAnaDataSetShotNumber(h, shot) +
-                      cAnaDataSetSubnumber(h, 1) + cAnaDataSetdate(h, "03/07/2009 14:05") +
-                      cAnaDataSetDimData(h, 0, "Time", "s", 2, t) +
-                      cAnaDataSetDimData(h, 1, "R", "m", 3, r) + cAnaDataSetValData(h, 0, "Te", "keV", 6, v) +
-                      cAnaDataSave(h, (work + "/" + name).c_str(), 0),
-                  0);
+        // The elements of a braced list run in order: h is set first, the file saved last.
+        for (int status : {cAnaDataNew(&h, 2, 1), cAnaDataSetDiagnostics_(h, diag.c_str()),
+                           cAnaDataSetShotNumber(h, shot), cAnaDataSetSubnumber(h, 1),
+                           cAnaDataSetdate(h, "03/07/2009 14:05"), cAnaDataSetDimData(h, 0, "Time", "s", 2, t),
+                           cAnaDataSetDimData(h, 1, "R", "m", 3, r), cAnaDataSetValData(h, 0, "Te", "keV", 6, v),
+                           cAnaDataSave(h, (work + "/" + name).c_str(), 0)})
+            EXPECT_EQ(status, 0);
         cAnaDataRelease(h);
         return name;
     }
