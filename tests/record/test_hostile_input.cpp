@@ -8,6 +8,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "record_fixture.h"
 
@@ -83,8 +84,7 @@ TEST(HostileInput, EmptyLineOnAGridCornerTakesThePreviousCoordinates) {
     qx::dimval_set(rec, "1,10,100\n1,20,200\n\n2,20,400\n", {2, 2}, {"a", "b"}, {"", ""}, {"v"}, {""});
     EXPECT_EQ(rec.getDimData(0)[1], 1);
     EXPECT_EQ(rec.getDimData(1)[1], 20);
-    EXPECT_EQ(rec.getValData(0)[2], 200);
-    EXPECT_EQ(rec.getValData(0)[3], 400);
+    EXPECT_EQ(std::vector<double>(rec.getValData(0), rec.getValData(0) + 4), (std::vector<double>{100, 200, 200, 400}));
 }
 
 // Blocks of several megabytes with empty and short lines scattered over them: reading through a

@@ -94,9 +94,7 @@ TEST(RecordModel, LineReadersPickTheFreeDimension) {
     const char* names[] = {"C", "A"};
     const int fixed[] = {3, 1};
     rec.getValData(names, fixed, "v", line);
-    EXPECT_EQ(line[0], 15);
-    EXPECT_EQ(line[1], 19);
-    EXPECT_EQ(line[2], 23);
+    EXPECT_EQ(std::vector<double>(line, line + 3), (std::vector<double>{15, 19, 23}));
     EXPECT_EQ(messageOf([&] { rec.getValData(names, fixed, "u", line); }), "Invalid Val Name");
 }
 

@@ -9,6 +9,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "record_fixture.h"
 
@@ -100,14 +101,9 @@ TEST(TextFormat, RoundTripAddsEmptyCommentLinesAndDropsSubShot) {
     AnaData back;
     file >> back;
     EXPECT_FALSE(file.fail());
-    EXPECT_STREQ(back.getDiagnostics(), "te");
-    EXPECT_EQ(back.getShotNo(), 1234);
+    // Names, units and numbers coming back are checked getter by getter by c_roundtrip.c.
     EXPECT_EQ(back.getSubNo(), 0);
     EXPECT_STREQ(back.getComment(), "\nfirst fit\n\n");
-    EXPECT_EQ(back.getDimSize("R"), 2);
-    EXPECT_EQ(back.getDimData(1)[1], 3.5);
-    EXPECT_EQ(back.getValData("Te")[2], 2.2);
-    EXPECT_STREQ(back.getValUnit(0), "keV");
 }
 
 TEST(TextFormat, HeaderKeysMatchAnyCaseAndSubShotLineSetsShotNumber) {
@@ -162,14 +158,11 @@ TEST(TextFormat, HeaderWithoutMarkerLeavesTargetUnchangedSilently) {
 TEST(TextFormat, ShortRowsKeepPreviousNumbersAndExtraLinesAreIgnored) {
     AnaData rec;
     ASSERT_EQ(readInto(rec, header("# [Data] \r\n1, 10, 100\r\n2, 20\n\n4,40,400,999\n5,50,500\n")), "");
-    const double* a = rec.getValData("a");
-    const double* b = rec.getValData("b");
-    EXPECT_EQ(rec.getValSize(), 3);
+    const double *a = rec.getValData("a"), *b = rec.getValData("b");
+    ASSERT_EQ(rec.getValSize(), 3);
     // Row 2 has no b, so keeps 100; row 3 is empty, so repeats row 2.
-    EXPECT_EQ(a[1], 20);
-    EXPECT_EQ(b[1], 100);
-    EXPECT_EQ(a[2], 20);
-    EXPECT_EQ(b[2], 100);
+    EXPECT_EQ(std::vector<double>(a, a + 3), (std::vector<double>{10, 20, 20}));
+    EXPECT_EQ(std::vector<double>(b, b + 3), (std::vector<double>{100, 100, 100}));
     EXPECT_EQ(rec.getDimData(0)[2], 2);
 }
 
