@@ -1,9 +1,10 @@
 #!/bin/sh
-# Installs the build tree into a scratch prefix, then builds a small program against it twice:
-# once through find_package(anadata) and once through pkg-config.
+# Installs the build tree into a scratch prefix, then builds a small program against it twice
+# (through find_package(anadata) and through pkg-config), and the C and Fortran test programs.
 set -eu
 build="$1"
 consumer="$2"
+bindings="$3"
 scratch=$(mktemp -d /tmp/anadata-install-XXXXXX)
 trap 'rm -rf "$scratch"' EXIT INT TERM
 
@@ -29,4 +30,23 @@ flags=$(PKG_CONFIG_PATH="$pcdir" pkg-config --cflags --libs anadata)
 # shellcheck disable=SC2086
 c++ -std=c++17 -o "$scratch/pc-consumer" "$consumer/consumer.cpp" $flags
 LD_LIBRARY_PATH="$(PKG_CONFIG_PATH="$pcdir" pkg-config --variable=libdir anadata)" "$scratch/pc-consumer"
+
+# The C programs compile as C99 and the Fortran ones with gfortran against the installed headers;
+# the service programs need a running service, so they are only built; the C++-only header of the
+# soapAnaData* family must compile without a warning.
+libdir=$(dirname "$(find "$prefix" -name 'libanadata.so' | head -n 1)")
+include="$prefix/include/anadata"
+for program in c_roundtrip c_service; do
+    gcc -std=c99 -pedantic-errors -Wall -Wextra -Werror -I"$include" -o "$scratch/$program" \
+        "$bindings/$program.c" -L"$libdir" -lanadata
+done
+for program in fortran_roundtrip fortran_service; do
+    gfortran -Wall -Werror -I"$include" -o "$scratch/$program" "$bindings/$program.f" "$bindings/fortran_checks.f" \
+        -L"$libdir" -lanadata
+done
+printf '#include <anadata/soapAnaData.h>\nint main() { std::string d; return soapAnaDataThe_date(d); }\n' \
+    >"$scratch/soap.cpp"
+g++ -std=c++17 -Wall -Wextra -pedantic -Werror -I"$prefix/include" -o "$scratch/soap" "$scratch/soap.cpp" \
+    -L"$libdir" -lanadata
+(cd "$scratch" && LD_LIBRARY_PATH="$libdir" ./c_roundtrip && LD_LIBRARY_PATH="$libdir" ./fortran_roundtrip)
 echo "install consumers: ok"
