@@ -52,13 +52,15 @@ int runLookupOnlyCall(Body&& body) {
     }
 }
 
-// The experiment-log members report a database failure as status 3 with its message; the
-// access object's own failure (clsException "ERROR") passes through them.
-template <typename Body>
-int runLogCall(Body&& body) {
+// Runs one entry point's body and reports the one exception type Reported as status 3 with its
+// message; everything else passes through. The experiment-log members report DBException (the
+// access object's own clsException "ERROR" passes through them), the service helpers
+// AnaDataException.
+template <typename Reported, typename Body>
+int runReportingCall(Body&& body) {
     try {
         return body();
-    } catch (const DBException& e) {
+    } catch (const Reported& e) {
         return reportRefusal(e.getMessage());
     }
 }

@@ -17,19 +17,10 @@ using qx::copyBounded;
 using qx::pathBufferSize;
 using qx::reportNullArgument;
 using qx::reportRefusal;
+using qx::runReportingCall;
 using qx::statusOk;
 
 namespace {
-
-// The helpers report only the record's exception, as status 3 with its message.
-template <typename Body>
-int runHelperCall(Body&& body) {
-    try {
-        return body();
-    } catch (const AnaDataException& e) {
-        return reportRefusal(e.getMessage());
-    }
-}
 
 // A configured number kept as text; 0 when it is not a number. The access object loads the
 // settings file when nothing has loaded it yet.
@@ -62,7 +53,7 @@ int cAnaDataRegistFile(const char* dir, const char* file, const char* diag, int 
 
 int cAnaDataGet(const char* diag, int shot, int subshot, char* path, const char* dir, bool keepArchive) {
     if (!path) return reportNullArgument(__func__);
-    return runHelperCall([&] {
+    return runReportingCall<AnaDataException>([&] {
         // The caller's buffer holds 1024 bytes; a name of that length has no terminator.
         std::string local(path, strnlen(path, pathBufferSize));
         if (!clsAnaDataAccess().Get(diag, shot, subshot, local, dir, keepArchive))
@@ -78,7 +69,7 @@ int cAnaDataDelete(const char* diag, int shot, int subshot, const char* user, co
 
 int cAnaDataGetDirName(const char* path, char* out) {
     if (!out) return reportNullArgument(__func__);
-    return runHelperCall([&] {
+    return runReportingCall<AnaDataException>([&] {
         copyBounded(out, pathBufferSize, qx::getDirName(path));
         return statusOk;
     });
@@ -86,7 +77,7 @@ int cAnaDataGetDirName(const char* path, char* out) {
 
 int cAnaDataGetFileName(const char* path, char* out) {
     if (!out) return reportNullArgument(__func__);
-    return runHelperCall([&] {
+    return runReportingCall<AnaDataException>([&] {
         copyBounded(out, pathBufferSize, qx::getFileName(path));
         return statusOk;
     });
@@ -94,7 +85,7 @@ int cAnaDataGetFileName(const char* path, char* out) {
 
 int cAnaDataThe_date(char* out) {
     if (!out) return reportNullArgument(__func__);
-    return runHelperCall([&] {
+    return runReportingCall<AnaDataException>([&] {
         copyBounded(out, pathBufferSize, qx::the_date());
         return statusOk;
     });

@@ -15,24 +15,23 @@
 using qx::AnaData;
 using qx::AnaDataException;
 using qx::copyBounded;
+using qx::DBException;
 using qx::reportNullArgument;
 using qx::reportRefusal;
-using qx::runLogCall;
 using qx::runRecordCall;
+using qx::runReportingCall;
 using qx::statusOk;
 
 extern "C" {
 
 int cAnaDataRetrieve(int* handle, const char* diag, int shot, int subshot) {
     if (!handle || !diag) return reportNullArgument(__func__);
-    try {
+    return runReportingCall<AnaDataException>([&] {
         // The record is fetched before a handle is taken, so a failure allocates none.
         AnaData record = AnaData::retrieve(diag, shot, subshot, false);
         *handle = qx::c_binding::repository().add(record);
         return statusOk;
-    } catch (const AnaDataException& e) {
-        return reportRefusal(e.getMessage());
-    }
+    });
 }
 
 int cAnaDataRegist(int handle) {
@@ -42,12 +41,12 @@ int cAnaDataRegist(int handle) {
     });
 }
 
+// These two return nothing, so the status of the call is dropped.
 void cAnaDataDispSummary(int n, const char* text) {
-    try {
+    runReportingCall<AnaDataException>([&] {
         qx::dispSummary(n, text ? text : "");
-    } catch (const AnaDataException& e) {
-        reportRefusal(e.getMessage());
-    }
+        return statusOk;
+    });
 }
 
 void cAnaDataGetSummary(const char* file, char* summary, char* date, char* time) {
@@ -55,22 +54,21 @@ void cAnaDataGetSummary(const char* file, char* summary, char* date, char* time)
         reportNullArgument(__func__);
         return;
     }
-    try {
+    runReportingCall<AnaDataException>([&] {
         std::string summaryText, dateText, timeText;
         qx::getSummary(file, summaryText, dateText, timeText);
         copyBounded(summary, qx::pathBufferSize, summaryText);
         copyBounded(date, qx::pathBufferSize, dateText);
         copyBounded(time, qx::pathBufferSize, timeText);
-    } catch (const AnaDataException& e) {
-        reportRefusal(e.getMessage());
-    }
+        return statusOk;
+    });
 }
 
 int cExploGetValue(int shotno, const char* column, char* value) {
     if (!column || !value) return reportNullArgument(__func__);
     try {
         copyBounded(value, qx::columnBufferSize, qx::ExpLog::getValue(shotno, column));
-    } catch (const qx::DBException& e) {
+    } catch (const DBException& e) {
         return reportRefusal(e.getMessage());
     } catch (const qx::clsException&) {
         // An unknown shot or column is not an error here: the caller's text stays as it was.
@@ -80,7 +78,7 @@ int cExploGetValue(int shotno, const char* column, char* value) {
 
 int cExplogGetColumnNames(char* names, int /*n: the caller's count is not trusted nor needed*/) {
     if (!names) return reportNullArgument(__func__);
-    return runLogCall([&] {
+    return runReportingCall<DBException>([&] {
         const std::vector<std::string> columns = qx::ExpLog::getColumnNames();
         for (std::size_t i = 0; i < columns.size(); ++i)
             copyBounded(names + qx::columnBufferSize * i, qx::columnBufferSize, columns[i]);
@@ -92,7 +90,7 @@ int cExplogGetColumnNames(char* names, int /*n: the caller's count is not truste
 
 int cExplogGetColumnNo(int* n) {
     if (!n) return reportNullArgument(__func__);
-    return runLogCall([&] {
+    return runReportingCall<DBException>([&] {
         *n = static_cast<int>(qx::ExpLog::getColumnNames().size());
         return statusOk;
     });

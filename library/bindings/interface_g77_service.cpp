@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "anadata.h"
+#include "anadata_c.h"
 #include "anadata_export.h"
 #include "binding_calls.h"
 #include "bounded_copy.h"
@@ -14,11 +15,13 @@
 #include "fortran_strings.h"
 
 using qx::AnaData;
+using qx::AnaDataException;
+using qx::DBException;
 using qx::FortranFill;
 using qx::FortranLength;
 using qx::reportNullArgument;
 using qx::reportRefusal;
-using qx::runLogCall;
+using qx::runReportingCall;
 using qx::statusOk;
 
 extern "C" {
@@ -34,27 +37,22 @@ ANADATA_API int g77anadataregist_(int* handle) {
 ANADATA_API int g77anadataretrieve_(int* handle, char* diag, int* shot, int* subshot, FortranLength diaglen) {
     if (!handle || !diag || !shot || !subshot) return reportNullArgument(__func__);
     const std::string name = qx::fromFortran(diag, diaglen);
-    try {
+    return runReportingCall<AnaDataException>([&] {
         AnaData record = AnaData::retrieve(name.c_str(), *shot, *subshot, false);
         *handle = qx::fortran_binding::repository().add(record);
         return statusOk;
-    } catch (const qx::AnaDataException& e) {
-        return reportRefusal(e.getMessage());
-    }
+    });
 }
 
 ANADATA_API int g77exploggetcolumnno_(int* n) {
     if (!n) return reportNullArgument(__func__);
-    return runLogCall([&] {
-        *n = static_cast<int>(qx::ExpLog::getColumnNames().size());
-        return statusOk;
-    });
+    return cExplogGetColumnNo(n);
 }
 
 // The Fortran side passes an array of CHARACTER*256; its hidden length is that of one element.
 ANADATA_API int g77exploggetcolumnnames_(char* names, FortranLength /*nameslen*/) {
     if (!names) return reportNullArgument(__func__);
-    return runLogCall([&] {
+    return runReportingCall<DBException>([&] {
         const std::vector<std::string> columns = qx::ExpLog::getColumnNames();
         for (std::size_t i = 0; i < columns.size(); ++i)
             qx::toFortran(names + qx::columnBufferSize * i, static_cast<FortranLength>(qx::columnBufferSize),
@@ -74,7 +72,7 @@ ANADATA_API int g77exploggetvalue_(int* shotno, char* column, char* value, Fortr
         qx::copyBounded(value, qx::columnBufferSize, text);
         if (valuelen > 0 && text.size() < static_cast<std::size_t>(valuelen))
             std::memset(value + text.size(), ' ', static_cast<std::size_t>(valuelen) - text.size());
-    } catch (const qx::DBException& e) {
+    } catch (const DBException& e) {
         return reportRefusal(e.getMessage());
     } catch (const qx::clsException&) {
         // An unknown shot or column leaves the variable as it was, as in the C member.
