@@ -34,7 +34,21 @@ std::vector<Row>& rowsOf(const ResultSet_s& set) {
     return *static_cast<std::vector<Row>*>(set.rows);
 }
 
-void copyTavolenInfo(const TavolenInfo& from, TavolenInfo_s& to) {
+// Calls visit with the set's row list; false, without a call, for the empty set or an unknown type.
+template <typename Visit>
+bool visitRows(const ResultSet_s& set, Visit&& visit) {
+    if (!set.rows) return false;
+    switch (set.type) {
+    case tavolenRows: visit(rowsOf<TavolenInfo>(set)); return true;
+    case numEntryRows: visit(rowsOf<NumEntry>(set)); return true;
+    case diagEntryRows: visit(rowsOf<DiagEntry>(set)); return true;
+    default: return false;
+    }
+}
+
+// One row into the caller's struct of the matching type.
+void copyRow(const TavolenInfo& from, void* row) {
+    TavolenInfo_s& to = *static_cast<TavolenInfo_s*>(row);
     to.diagnostics = from.diagnostics.c_str();
     to.server = from.server.c_str();
     to.directory = from.directory.c_str();
@@ -47,12 +61,14 @@ void copyTavolenInfo(const TavolenInfo& from, TavolenInfo_s& to) {
     to.filelen = from.filelen;
 }
 
-void copyNumEntry(const NumEntry& from, NumEntry_s& to) {
+void copyRow(const NumEntry& from, void* row) {
+    NumEntry_s& to = *static_cast<NumEntry_s*>(row);
     to.no = from.no;
     to.sum = from.sum;
 }
 
-void copyDiagEntry(const DiagEntry& from, DiagEntry_s& to) {
+void copyRow(const DiagEntry& from, void* row) {
+    DiagEntry_s& to = *static_cast<DiagEntry_s*>(row);
     to.diagnostics = from.diagnostics.c_str();
     to.sum = from.sum;
 }
@@ -85,39 +101,18 @@ ResultSet_s cAnaDataGetDiagEntry(void) {
 }
 
 int cAnaDataGetNumRow(ResultSet_s set) {
-    if (!set.rows) return -1;
-    switch (set.type) {
-    case tavolenRows: return static_cast<int>(rowsOf<TavolenInfo>(set).size());
-    case numEntryRows: return static_cast<int>(rowsOf<NumEntry>(set).size());
-    case diagEntryRows: return static_cast<int>(rowsOf<DiagEntry>(set).size());
-    default: return -1;
-    }
+    int count = -1;
+    visitRows(set, [&](const auto& rows) { count = static_cast<int>(rows.size()); });
+    return count;
 }
 
 int cAnaDataGetRow(ResultSet_s set, int index, void* row) {
-    if (!set.rows || !row) return 0;
-    switch (set.type) {
-    case tavolenRows:
-        copyTavolenInfo(rowsOf<TavolenInfo>(set).at(rowIndex(index)), *static_cast<TavolenInfo_s*>(row));
-        return 1;
-    case numEntryRows:
-        copyNumEntry(rowsOf<NumEntry>(set).at(rowIndex(index)), *static_cast<NumEntry_s*>(row));
-        return 1;
-    case diagEntryRows:
-        copyDiagEntry(rowsOf<DiagEntry>(set).at(rowIndex(index)), *static_cast<DiagEntry_s*>(row));
-        return 1;
-    default: return 0;
-    }
+    if (!row) return 0;
+    return visitRows(set, [&](const auto& rows) { copyRow(rows.at(rowIndex(index)), row); }) ? 1 : 0;
 }
 
 void cAnaDataReleaseResultSet(ResultSet_s set) {
-    if (!set.rows) return;
-    switch (set.type) {
-    case tavolenRows: delete &rowsOf<TavolenInfo>(set); break;
-    case numEntryRows: delete &rowsOf<NumEntry>(set); break;
-    case diagEntryRows: delete &rowsOf<DiagEntry>(set); break;
-    default: break;
-    }
+    visitRows(set, [](auto& rows) { delete &rows; });
 }
 
 }  // extern "C"
