@@ -5,6 +5,9 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <memory>
+#include <string>
+#include <utility>
 
 namespace qx {
 
@@ -57,23 +60,15 @@ bool parseDate(const char* line, char* date, char* time) {
 }
 
 // Closes the file on every way out of getSummary.
-class FileCloser {
-public:
-    explicit FileCloser(FILE* file) : file(file) {}
-    ~FileCloser() { std::fclose(file); }
-    FileCloser(const FileCloser&) = delete;
-    FileCloser& operator=(const FileCloser&) = delete;
-
-private:
-    FILE* file;
+struct CloseFile {
+    void operator()(FILE* file) const { std::fclose(file); }
 };
 
 }  // namespace
 
 void getSummary(std::string file, std::string& summary, std::string& date, std::string& time) {
     char line[lineLimit + 1] = {};
-    char collected[summaryLimit + 1] = {};
-    std::size_t pos = 0;
+    std::string collected;
     unsigned flags = 0;
 
     FILE* in = std::fopen(file.c_str(), "r");
@@ -81,7 +76,7 @@ void getSummary(std::string file, std::string& summary, std::string& date, std::
         std::fprintf(stderr, "cant open file %s\n", file.c_str());
         throw 1;
     }
-    FileCloser closer(in);
+    const std::unique_ptr<FILE, CloseFile> closer(in);
 
     while (std::fgets(line, lineLimit, in) != nullptr) {
         std::string key = normalise(line);
@@ -108,17 +103,14 @@ void getSummary(std::string file, std::string& summary, std::string& date, std::
 
         // A line that would not fit is left out; a shorter later one may still go in.
         std::size_t length = std::strlen(line);
-        if (pos + length < summaryLimit) {
-            std::memcpy(collected + pos, line, length);
-            pos += length;
-        }
+        if (collected.size() + length < summaryLimit) collected.append(line, length);
     }
     if (std::ferror(in)) {
         std::fprintf(stderr, "File Cannot Open %s", file.c_str());
         throw 2;
     }
     if (flags != allKeys) throw 3;
-    summary = collected;
+    summary = std::move(collected);
 }
 
 void dispSummary(int /*n*/, std::string /*text*/) {
