@@ -64,8 +64,8 @@ void AnaData::regist(const char* diag, int shot, int subshot, const char* path, 
     }
 
     clsAnaDataAccess access;
-    clsAnaDataAccess::userset(orEmpty(user));
-    clsAnaDataAccess::passset(orEmpty(pass));
+    clsAnaDataAccess::userset(user);
+    clsAnaDataAccess::passset(pass);
     std::string dir = getDirName(orEmpty(path));
     std::string file = getFileName(orEmpty(path));
     std::string dateTime = date + " " + time;
@@ -103,8 +103,8 @@ bool AnaData::regist() {
 
 void AnaData::erase(const char* diag, int shot, int subshot, const char* user, const char* pass) {
     clsAnaDataAccess access;
-    clsAnaDataAccess::userset(orEmpty(user));
-    clsAnaDataAccess::passset(orEmpty(pass));
+    clsAnaDataAccess::userset(user);
+    clsAnaDataAccess::passset(pass);
     if (!access.Delete(diag, shot, subshot)) throw AnaDataException("Not found.");
 }
 
