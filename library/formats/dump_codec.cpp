@@ -27,11 +27,9 @@ constexpr bool littleEndianHost() {
 // Numbers go through a fixed buffer so that neither side needs memory in proportion to a count.
 constexpr std::size_t chunkDoubles = 8192;
 
+// The byte-order conversions of hosts that are not little-endian; little-endian hosts read
+// and write the arrays directly.
 void encodeDoubles(const double* data, std::size_t n, unsigned char* out) {
-    if (littleEndianHost()) {
-        std::memcpy(out, data, n * 8);
-        return;
-    }
     for (std::size_t i = 0; i < n; ++i) {
         std::uint64_t bits;
         std::memcpy(&bits, data + i, 8);
@@ -40,10 +38,6 @@ void encodeDoubles(const double* data, std::size_t n, unsigned char* out) {
 }
 
 void decodeDoubles(const unsigned char* in, std::size_t n, double* data) {
-    if (littleEndianHost()) {
-        std::memcpy(data, in, n * 8);
-        return;
-    }
     for (std::size_t i = 0; i < n; ++i) {
         std::uint64_t bits = 0;
         for (int b = 0; b < 8; ++b) bits |= static_cast<std::uint64_t>(in[i * 8 + b]) << (8 * b);
