@@ -9,6 +9,7 @@
 
 #include <anadata/clsAnaDataAccess.h>
 
+#include "Columns.h"
 #include "Json.h"
 #include "LibraryOutput.h"
 #include "Settings.h"
@@ -19,21 +20,6 @@
 namespace tool {
 
 namespace {
-
-// Runs one library call with its output captured; a false result or a thrown clsException
-// becomes a service failure named by `what`.
-template <typename Call>
-void serviceCall(const std::string& what, Call call) {
-    LibraryOutput output;
-    bool ok = false;
-    try {
-        ok = call();
-    } catch (const qx::clsException&) {
-        ok = false;
-    }
-    const std::string captured = output.finish();
-    if (!ok) throw ToolError(exitService, withReason(what, captured));
-}
 
 // "FROM-TO", "SHOT", "FROM-" or "-TO"; an open end is 0, which the service reads as unbounded.
 void parseShots(const std::string& text, int& lower, int& higher) {
@@ -46,10 +32,6 @@ void parseShots(const std::string& text, int& lower, int& higher) {
         higher = to.empty() ? 0 : parseInt(to, "--shots TO");
     }
     if (lower < 0 || higher < 0) throw ToolError(exitUsage, "--shots: shot numbers are positive: " + text);
-}
-
-std::string padded(const std::string& text, std::size_t width) {
-    return text.size() >= width ? text : text + std::string(width - text.size(), ' ');
 }
 
 void addSearch(CLI::App& app, const GlobalOptions& globals) {

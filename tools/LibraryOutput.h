@@ -4,6 +4,10 @@
 
 #include <string>
 
+#include <anadata/clsException.h>
+
+#include "ToolError.h"
+
 namespace tool {
 
 // While alive, file descriptors 1 and 2 point at a private in-memory file. The library writes
@@ -40,6 +44,22 @@ std::string withReason(const std::string& head, const std::string& captured);
 
 // True when the zip helpers reported an error (packing or extraction failed).
 bool reportsZipError(const std::string& captured);
+
+// Runs one library call with its output captured and returns what it printed; a false result
+// or a thrown clsException becomes a service failure (exitService) named by `what`.
+template <typename Call>
+std::string serviceCall(const std::string& what, Call call) {
+    LibraryOutput output;
+    bool ok = false;
+    try {
+        ok = call();
+    } catch (const qx::clsException&) {
+        ok = false;
+    }
+    std::string captured = output.finish();
+    if (!ok) throw ToolError(exitService, withReason(what, captured));
+    return captured;
+}
 
 }  // namespace tool
 

@@ -11,6 +11,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "Columns.h"
 #include "Interrupts.h"
 #include "Json.h"
 #include "RecordFiles.h"
@@ -102,10 +103,6 @@ void printJson(const Shown& shown) {
     }
     json.endArray();
     json.endObject();
-}
-
-std::string padded(const std::string& text, std::size_t width) {
-    return text.size() >= width ? text : text + std::string(width - text.size(), ' ');
 }
 
 void printText(const Shown& shown) {

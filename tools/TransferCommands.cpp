@@ -171,7 +171,6 @@ void addPut(CLI::App& app, const GlobalOptions& globals) {
             throw ToolError(exitFile, "put " + o->file + ": " + zipPath +
                                           " exists and would be replaced while packing; move it away first");
         const UndoOnInterrupt undo([zipPath] { unlink(zipPath.c_str()); });
-        bool ok;
         std::string captured;
         {
             // The archive is packed into /tmp and then sent; the counter shows the bytes read
@@ -182,16 +181,15 @@ void addPut(CLI::App& app, const GlobalOptions& globals) {
                 progress = std::make_unique<Progress>("put " + base, 0, [readBefore] {
                     return bytesReadByProcess() - readBefore;
                 });
-            LibraryOutput output;
-            qx::clsAnaDataAccess access;
-            ok = access.Regist(dir.c_str(), base.c_str(), name.diag.c_str(), name.shot, name.subshot, "",
-                               summary.c_str());
-            captured = output.finish();
+            captured = serviceCall("put " + o->file + " as " + name.text() + ": registration failed", [&] {
+                qx::clsAnaDataAccess access;
+                return access.Regist(dir.c_str(), base.c_str(), name.diag.c_str(), name.shot, name.subshot, "",
+                                     summary.c_str());
+            });
         }
-        if (!ok) throw ToolError(exitService, withReason("put " + o->file + " as " + name.text() + ": registration failed", captured));
         // Regist reports success without contacting the service when packing failed.
         if (reportsZipError(captured))
-            throw ToolError(exitFile, withReason("put " + o->file + ": cannot pack it into /tmp/" + base + ".zip", captured));
+            throw ToolError(exitFile, withReason("put " + o->file + ": cannot pack it into " + zipPath, captured));
         std::cout << "registered " << o->file << " as " << name.text() << '\n';
     });
 }
@@ -212,15 +210,10 @@ void addRm(CLI::App& app, const GlobalOptions& globals) {
         loadSettings(globals);
         findDataSet("rm", name);
         ensurePassword(o->user);
-        bool ok;
-        std::string captured;
-        {
-            LibraryOutput output;
+        serviceCall("rm " + name.text() + ": deletion failed", [&] {
             qx::clsAnaDataAccess access;
-            ok = access.Delete(name.diag.c_str(), name.shot, name.subshot);
-            captured = output.finish();
-        }
-        if (!ok) throw ToolError(exitService, withReason("rm " + name.text() + ": deletion failed", captured));
+            return access.Delete(name.diag.c_str(), name.shot, name.subshot);
+        });
         std::cout << "deleted " << name.text() << '\n';
     });
 }
@@ -229,15 +222,10 @@ void addRm(CLI::App& app, const GlobalOptions& globals) {
 
 qx::TavolenInfo findDataSet(const std::string& command, const DataSetName& name) {
     std::vector<qx::TavolenInfo> rows;
-    bool ok;
-    std::string captured;
-    {
-        LibraryOutput output;
+    serviceCall(command + " " + name.text() + ": service failure", [&] {
         qx::clsAnaDataAccess access;
-        ok = access.Search({name.diag}, name.shot, name.shot, name.subshot, "", 0, rows);
-        captured = output.finish();
-    }
-    if (!ok) throw ToolError(exitService, withReason(command + " " + name.text() + ": service failure", captured));
+        return access.Search({name.diag}, name.shot, name.shot, name.subshot, "", 0, rows);
+    });
     for (const qx::TavolenInfo& row : rows)
         if (row.diagnostics == name.diag && row.shotno == name.shot && row.subshotno == name.subshot) return row;
     throw ToolError(exitNotFound, command + " " + name.text() + ": not found");
@@ -257,20 +245,18 @@ void download(const std::string& command, const DataSetName& name, const qx::Tav
     }
     const std::string fetched = privateDir + "/data";
     try {
-        bool ok;
         std::string captured;
         {
             std::unique_ptr<Progress> progress;
             if (Progress::wanted(entry.filelen))
                 progress = std::make_unique<Progress>(command + " " + name.text(), entry.filelen,
                                                       [privateDir] { return sizeOfFiles(privateDir, "temp"); });
-            LibraryOutput output;
-            qx::clsAnaDataAccess access;
-            std::string file = "data";
-            ok = access.Get(name.diag.c_str(), name.shot, name.subshot, file, privateDir.c_str(), keepArchive);
-            captured = output.finish();
+            captured = serviceCall(command + " " + name.text() + ": download failed", [&] {
+                qx::clsAnaDataAccess access;
+                std::string file = "data";
+                return access.Get(name.diag.c_str(), name.shot, name.subshot, file, privateDir.c_str(), keepArchive);
+            });
         }
-        if (!ok) throw ToolError(exitService, withReason(command + " " + name.text() + ": download failed", captured));
         if (reportsZipError(captured))
             throw ToolError(exitService, withReason(command + " " + name.text() + ": the archive is damaged", captured));
         if (!pathExists(fetched))
