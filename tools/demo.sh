@@ -31,6 +31,7 @@ while [ $# -gt 0 ]; do
     shift
 done
 case "$build" in /*) ;; *) build="$PWD/$build" ;; esac
+. "$repo/tools/private-service.sh"
 
 if [ "$do_build" = 1 ]; then
     "$repo/cmake/debian-deps.sh"
@@ -70,37 +71,14 @@ echo "demo-password" | "$server" --store "$top/store" --add-user demo >/dev/null
 
 "$server" --store "$top/store" --bind 127.0.0.1 --port 0 --explog "$top/explog.csv" >"$top/server.out" 2>"$top/server.err" &
 server_pid=$!
-endpoint=
-tries=0
-while [ $tries -lt 100 ]; do
-    line=$(head -n 1 "$top/server.out")
-    case "$line" in
-    listening\ on\ http://*/)
-        endpoint=${line#listening on }
-        break
-        ;;
-    esac
-    kill -0 "$server_pid" 2>/dev/null || break
-    sleep 0.1
-    tries=$((tries + 1))
-done
-if [ -z "$endpoint" ]; then
+if ! await_endpoint "$server_pid" "$top/server.out"; then
     echo "demo: the service did not start" >&2
     cat "$top/server.err" >&2
     exit 1
 fi
 echo "service: $endpoint (store $top/store)"
 
-cat >"$top/client.ini" <<INI
-[tserver]
-account=demo
-passwd=demo-password
-endpoint=$endpoint
-base_dir=$top/work
-[search]
-limit=100
-page=1
-INI
+write_settings "$top/client.ini" demo demo-password "$endpoint" "$top/work"
 # The library looks here first, so a settings file of the user's own is left out of the demo.
 CLIENT_INI2="$top/client.ini"
 export CLIENT_INI2

@@ -19,6 +19,7 @@ seed=$2
 shift 3
 case "$server" in /*) ;; *) server="$PWD/$server" ;; esac
 case "$seed" in /*) ;; *) seed="$PWD/$seed" ;; esac
+. "$(dirname "$0")/../../tools/private-service.sh"
 
 top=$(mktemp -d "${TMPDIR:-/tmp}/anadata-service.XXXXXX") || exit 125
 server_pid=
@@ -42,33 +43,12 @@ echo secret | "$server" --store "$top/store" --add-user analyst >/dev/null || {
 # The server announces its address on the first line of standard output.
 "$server" --store "$top/store" --bind 127.0.0.1 --port 0 --explog "$top/explog.csv" >"$top/server.out" &
 server_pid=$!
-line=
-tries=0
-while [ $tries -lt 100 ]; do
-    line=$(head -n 1 "$top/server.out")
-    case "$line" in listening\ on\ http://*/) break ;; esac
-    kill -0 "$server_pid" 2>/dev/null || break
-    sleep 0.1
-    tries=$((tries + 1))
-done
-case "$line" in
-listening\ on\ http://*/) endpoint=${line#listening on } ;;
-*)
+await_endpoint "$server_pid" "$top/server.out" || {
     echo "with-service: the service did not start (got: $line)" >&2
     exit 125
-    ;;
-esac
+}
 
-cat >"$top/home/client.ini" <<INI
-[tserver]
-account=analyst
-passwd=secret
-endpoint=$endpoint
-base_dir=$top/work
-[search]
-limit=100
-page=1
-INI
+write_settings "$top/home/client.ini" analyst secret "$endpoint" "$top/work"
 export CLIENT_INI2="$top/home/client.ini" HOME="$top/home"
 export ANADATA_TEST_ENDPOINT="$endpoint" ANADATA_TEST_STORE="$top/store"
 
