@@ -38,7 +38,6 @@ public:
     const std::string& url() const { return url_; }
     int port() const { return port_; }
     pid_t pid() const { return pid_; }
-    bool running() const { return pid_ > 0; }
 
     // SIGTERM, then SIGKILL after 10 s; returns the wait status (-1 when nothing ran).
     int stop() { return finish(SIGTERM); }

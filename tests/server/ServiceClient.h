@@ -42,7 +42,6 @@ public:
     ServiceClient(const ServiceClient&) = delete;
     ServiceClient& operator=(const ServiceClient&) = delete;
 
-    struct soap* soap() { return soap_; }
     const char* url() const { return url_.c_str(); }
     // The fault string of the last failed call, or "" when there is none.
     std::string fault() {

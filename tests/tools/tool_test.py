@@ -26,11 +26,9 @@ def run(*args, stdin="", cwd=None, env=None):
 
 class ToolCase(unittest.TestCase):
     def setUp(self):
-        self._dir = tempfile.TemporaryDirectory(prefix="anadata-tool-test.")
-        self.dir = self._dir.name
-
-    def tearDown(self):
-        self._dir.cleanup()
+        scratch = tempfile.TemporaryDirectory(prefix="anadata-tool-test.")
+        self.addCleanup(scratch.cleanup)
+        self.dir = scratch.name
 
     def path(self, name):
         return os.path.join(self.dir, name)
@@ -44,12 +42,9 @@ class ToolCase(unittest.TestCase):
             f.write(data)
         return self.path(name)
 
-    def tool(self, *args, stdin=""):
-        return run(*args, stdin=stdin, cwd=self.dir)
-
     def expect(self, status, *args, stdin=""):
         """Runs the tool, checks the status and, for a failure, that stderr is one 'anadata: ' line."""
-        code, out, err = self.tool(*args, stdin=stdin)
+        code, out, err = run(*args, stdin=stdin, cwd=self.dir)
         self.assertEqual(code, status, f"anadata {' '.join(args)}\nstdout: {out}\nstderr: {err}")
         if status != 0:
             self.assertRegex(err, r"\Aanadata: [^\n]+\n\Z", f"one error line expected for {args}")
