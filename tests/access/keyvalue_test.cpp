@@ -1,6 +1,7 @@
 // Tests of loadHash, getValue, saveHash and escape.
 #include <map>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -64,10 +65,7 @@ TEST(KeyValue, SaveHashSortsAndEscapesEqualsInKeys) {
 }
 
 TEST(KeyValue, EscapeDoublesQuotesExceptAtStartOrAfterAQuote) {
-    EXPECT_EQ(escape("it's"), "it''s");
-    EXPECT_EQ(escape("'a"), "\\'a");
-    EXPECT_EQ(escape("a''b"), "a''\\'b");
-    EXPECT_EQ(escape("a\\b\\"), "a\\\\b\\\\");
-    EXPECT_EQ(escape("\\'"), "\\\\''");
-    EXPECT_EQ(escape(""), "");
+    for (auto [text, escaped] : {std::pair{"it's", "it''s"}, {"'a", "\\'a"}, {"a''b", "a''\\'b"},
+                                 {"a\\b\\", "a\\\\b\\\\"}, {"\\'", "\\\\''"}, {"", ""}})
+        EXPECT_EQ(escape(text), escaped) << text;
 }

@@ -1,5 +1,6 @@
 // String rules, status codes and the separate handle table of the g77anadata*_ entry points.
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -94,13 +95,11 @@ TEST(FortranRecord, RefusalsGiveTheCMembersCodesAndMessages) {
     double data[3];
     std::string key = "nope";
     CaptureStderr();
-    EXPECT_EQ(g77anadatagetvaldata_(&h, data, &index), 3);
-    EXPECT_EQ(g77anadatagetshotnumber_(&bad, &n), 1);
-    EXPECT_EQ(g77anadatagetdimname_(&bad, &n, buf, 4), 1);
-    EXPECT_EQ(g77anadatagetvalname_(&h, &index, buf, 4), 3);
-    EXPECT_EQ(g77anadatagetvaldata2_(&h, key.data(), data, 4), 3);
-    EXPECT_EQ(g77anadatagetdate_(nullptr, buf, 4), 3);
-    EXPECT_EQ(g77anadataload_(&h, nullptr, 5), 3);
+    const std::vector<int> codes{g77anadatagetvaldata_(&h, data, &index), g77anadatagetshotnumber_(&bad, &n),
+                                 g77anadatagetdimname_(&bad, &n, buf, 4), g77anadatagetvalname_(&h, &index, buf, 4),
+                                 g77anadatagetvaldata2_(&h, key.data(), data, 4), g77anadatagetdate_(nullptr, buf, 4),
+                                 g77anadataload_(&h, nullptr, 5)};  // in this order, as the messages are
+    EXPECT_EQ(codes, (std::vector<int>{3, 1, 1, 3, 3, 3, 3}));
     EXPECT_EQ(GetCapturedStderr(),
               "getValData out of range\nNotAllocated\ngetValName out of range\nInvalid Val Name\n"
               "g77anadatagetdate_: null argument\ng77anadataload_: null argument\n");

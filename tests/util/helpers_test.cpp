@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <regex>
 #include <string>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -19,10 +20,8 @@ TEST(PathHelpers, DateDigitsAndFileName) {
     EXPECT_TRUE(qx::isDigit("0123456789"));
     for (const char* no : {"12a", "-3", " 1", "1.0", "\xb2", "+1"}) EXPECT_FALSE(qx::isDigit(no)) << no;
 
-    EXPECT_EQ(qx::getFileName("a/b/c.txt"), "c.txt");
-    EXPECT_EQ(qx::getFileName("abc"), "abc");
-    EXPECT_EQ(qx::getFileName("/"), "");
-    EXPECT_EQ(qx::getFileName("a/"), "");
+    for (auto [path, name] : {std::pair{"a/b/c.txt", "c.txt"}, {"abc", "abc"}, {"/", ""}, {"a/", ""}})
+        EXPECT_EQ(qx::getFileName(path), name) << path;
 }
 
 TEST(PathHelpers, DirNameFollowsTheFileSystem) {
@@ -89,9 +88,7 @@ TEST(Separater, DropsEmptyFieldsAndBoundsIndexes) {
     clsSeparater s("a b  c", ' ');
     EXPECT_EQ(s.count, 3);
     EXPECT_STREQ(s[2], "c");
-    EXPECT_EQ(s[3], &clsSeparater::nul);
-    EXPECT_EQ(s[100], &clsSeparater::nul);
-    EXPECT_EQ(s[-1], &clsSeparater::nul);
+    for (int i : {3, 100, -1}) EXPECT_EQ(s[i], &clsSeparater::nul) << i;
     EXPECT_EQ(s.set(",a,,b,", ','), 2);
     EXPECT_STREQ(s[0], "a");
     EXPECT_STREQ(s[1], "b");
