@@ -14,13 +14,13 @@
 
 #include "stdsoap2.h"
 
+#include "Base64Groups.h"
+
 namespace {
 
+// Each character's meaning: its six bits (0-63), or -1 not base64, -2 white space, -3 '<', -4 '='.
 struct Table {
     signed char value[256];
-    // The six bits of a character already shifted to its place in a group of four (0 = first);
-    // anything that is not a base64 digit has a bit in the top byte.
-    std::uint32_t placed[4][256];
     Table() {
         std::memset(value, -1, sizeof value);
         const char* alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -28,30 +28,12 @@ struct Table {
         for (unsigned char c : {' ', '\t', '\r', '\n'}) value[c] = -2;
         value[static_cast<unsigned char>('=')] = -4;
         value[static_cast<unsigned char>('<')] = -3;
-        for (int c = 0; c < 256; ++c)
-            for (int k = 0; k < 4; ++k)
-                placed[k][c] = value[c] >= 0 ? static_cast<std::uint32_t>(value[c]) << (18 - 6 * k) : 0xff000000u;
     }
 };
 
 const Table table;
 
-// Decodes two whole groups (eight digits) at once; false, with nothing written, when one of the
-// eight is not a digit. Writes eight bytes at o, of which the first six are the result.
-inline bool decodeTwoGroups(const unsigned char* p, unsigned char* o) {
-    const auto& t = table.placed;
-    std::uint32_t first = t[0][p[0]] | t[1][p[1]] | t[2][p[2]] | t[3][p[3]];
-    std::uint32_t second = t[0][p[4]] | t[1][p[5]] | t[2][p[6]] | t[3][p[7]];
-    if ((first | second) & 0xff000000u) return false;
-    // The six bytes in order, then two spare ones that the next store overwrites.
-    const unsigned char bytes[8] = {
-        static_cast<unsigned char>(first >> 16),  static_cast<unsigned char>(first >> 8),
-        static_cast<unsigned char>(first),        static_cast<unsigned char>(second >> 16),
-        static_cast<unsigned char>(second >> 8),  static_cast<unsigned char>(second),
-        0, 0};
-    std::memcpy(o, bytes, 8);
-    return true;
-}
+using base64groups::decodeTwoGroups;
 
 // A growable byte buffer that, unlike std::vector, does not clear what it adds.
 class Bytes {

@@ -2,7 +2,8 @@
 #include "DataBlockReply.h"
 
 #include <array>
-#include <cstdint>
+
+#include "Base64Groups.h"
 
 namespace {
 
@@ -20,22 +21,6 @@ constexpr std::array<unsigned char, 256> makeTable() {
 }
 
 constexpr std::array<unsigned char, 256> table = makeTable();
-
-// Each digit's six bits already shifted to its place in a group of four (index 0 = first);
-// anything else has a bit in the top byte, so one test rejects a group that is not all digits.
-constexpr std::array<std::array<std::uint32_t, 256>, 4> makePlaced() {
-    std::array<std::array<std::uint32_t, 256>, 4> placed{};
-    for (int k = 0; k < 4; ++k)
-        for (int c = 0; c < 256; ++c)
-            placed[k][c] = table[c] < 64 ? static_cast<std::uint32_t>(table[c]) << (18 - 6 * k) : 0xff000000u;
-    return placed;
-}
-
-constexpr std::array<std::array<std::uint32_t, 256>, 4> placed = makePlaced();
-
-std::uint32_t group(const unsigned char* p) {
-    return placed[0][p[0]] | placed[1][p[1]] | placed[2][p[2]] | placed[3][p[3]];
-}
 
 // Decodes the element text up to (not including) the next '<', which is left for the runtime
 // to read the end tag. Works on the context's input buffer directly and refills it as needed.
@@ -68,16 +53,8 @@ int decodeText(struct soap* soap, std::vector<unsigned char>& block) {
         for (; p < end; ++p) {
             // Whole groups, the common case: eight digits give six bytes in one step.
             while (pending == 0 && !padded && end - p >= 8) {
-                const std::uint32_t first = group(p), second = group(p + 4);
-                if ((first | second) & 0xff000000u) break;
-                if (block.size() < used + 6) block.resize(block.size() * 2);
-                unsigned char* o = block.data() + used;
-                o[0] = static_cast<unsigned char>(first >> 16);
-                o[1] = static_cast<unsigned char>(first >> 8);
-                o[2] = static_cast<unsigned char>(first);
-                o[3] = static_cast<unsigned char>(second >> 16);
-                o[4] = static_cast<unsigned char>(second >> 8);
-                o[5] = static_cast<unsigned char>(second);
+                if (block.size() < used + 8) block.resize(block.size() * 2);
+                if (!base64groups::decodeTwoGroups(p, block.data() + used)) break;
                 used += 6;
                 p += 8;
             }
