@@ -12,7 +12,7 @@ function(anadata_add_test)
     endif()
     add_executable(${ARG_NAME} ${ARG_SOURCES})
     anadata_warnings(${ARG_NAME})
-    target_link_libraries(${ARG_NAME} PRIVATE anadata::anadata anadata_test_support GTest::gtest_main GTest::gmock ${ARG_LIBS})
+    target_link_libraries(${ARG_NAME} PRIVATE anadata::anadata anadata_test_support GTest::gtest_main ${ARG_LIBS})
     gtest_discover_tests(${ARG_NAME}
         DISCOVERY_MODE PRE_TEST
         PROPERTIES TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${ARG_ENV}")

@@ -97,3 +97,16 @@ TEST(DataBlockReply, DecodesEveryFormOfTheBlockTextAndRefusesBrokenOnes) {
 }
 
 }  // namespace
+
+// A stub given no endpoint goes to the one compiled in, which is the service namespace URI itself.
+TEST(Stubs, DefaultEndpointIsTheServiceNamespace) {
+    struct soap soap;
+    soap_init(&soap);
+    soap.connect_timeout = soap.send_timeout = soap.recv_timeout = 2;
+    ns__StringArray names;
+    soap_call_ns__getDiagnostics(&soap, nullptr, nullptr, names);
+    EXPECT_STREQ(soap.endpoint, SERVICE_NAMESPACE);
+    soap_destroy(&soap);
+    soap_end(&soap);
+    soap_done(&soap);
+}

@@ -24,9 +24,20 @@ done
 cmake -S "$consumer" -B "$scratch/cmake-build" -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
 cmake --build "$scratch/cmake-build" >/dev/null
 LD_LIBRARY_PATH="$scratch/prefix/lib:$scratch/prefix/lib/$(gcc -print-multiarch)" "$scratch/cmake-build/consumer"
+# The build tree is a package too.
+cmake -S "$consumer" -B "$scratch/tree-build" -Danadata_DIR="$build" >/dev/null
+cmake --build "$scratch/tree-build" >/dev/null
+"$scratch/tree-build/consumer"
 
 pcdir=$(dirname "$(find "$scratch/prefix" -name anadata.pc | head -n 1)")
 flags=$(PKG_CONFIG_PATH="$pcdir" pkg-config --cflags --libs anadata)
+# Both programs tell the version pkg-config gives; the installed library exports nothing of gSOAP.
+version=$(PKG_CONFIG_PATH="$pcdir" pkg-config --modversion anadata)
+for program in anadata anadata-server; do
+    [ "$("$prefix/bin/$program" --version)" = "$version" ] ||
+        { echo "check-install: $program --version does not print $version" >&2; exit 1; }
+done
+"$bindings/check-symbols.sh" "$(find "$prefix" -name 'libanadata.so' | head -n 1)"
 # shellcheck disable=SC2086
 c++ -std=c++17 -o "$scratch/pc-consumer" "$consumer/consumer.cpp" $flags
 LD_LIBRARY_PATH="$(PKG_CONFIG_PATH="$pcdir" pkg-config --variable=libdir anadata)" "$scratch/pc-consumer"

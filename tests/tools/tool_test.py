@@ -186,14 +186,17 @@ class Usage(ToolCase):
 
     def test_help_of_every_subcommand(self):
         out = self.expect(0, "--help")[0]
+        self.assertEqual(out, self.expect(0)[0])  # bare anadata explains itself
         for command in ("show", "convert", "get", "put", "rm", "search", "list", "explog", "passwd", "sample"):
             self.assertIn(command, out)
             self.assertIn("Usage", self.expect(0, command, "--help")[0])
+        self.assertIn("Usage: anadata get", self.expect(0, "help", "get")[0])
+        self.assertIn("unknown subcommand: bogus", self.expect(2, "help", "bogus")[1])
 
     def test_usage_errors(self):
         self.assertIn("unknown subcommand: bogus", self.expect(2, "bogus")[1])
         self.assertIn("SHOT: not a whole number: 12x", self.expect(2, "get", "sample", "12x")[1])
-        for args in ([], ["get"], ["get", "sample", "0"], ["get", "sample", "1234", "-1"], ["show", "a", "1", "2", "3"],
+        for args in (["get"], ["get", "sample", "0"], ["get", "sample", "1234", "-1"], ["show", "a", "1", "2", "3"],
                      ["explog"], ["explog", "1", "--columns"], ["search", "--shots", "a-b"],
                      ["search", "--limit", "-3"], ["list", "--no-such-option"]):
             with self.subTest(args=args):
