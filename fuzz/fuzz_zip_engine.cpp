@@ -1,6 +1,7 @@
 // libFuzzer target: the session's zip engine. The first byte picks the mode: the rest deflated by the
 // parallel deflater (piece size and threads from the next bytes) and checked by zlib, zipped and read
 // back by the streaming reader with both inflaters, or fed as an archive to the streaming reader.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -63,10 +64,19 @@ bool readArchive(const std::string& archive, InflateEngine engine, Blocks blocks
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 4) return 0;
     const unsigned mode = data[0] % 3;
-    const std::size_t piece = 1 + ((data[1] | data[2] << 8) * 3u) % 100000;  // across the 32 KiB window
     const unsigned threads = 1 + data[3] % 3;
     Blocks blocks{static_cast<std::uint32_t>(data[1] | data[2] << 8 | data[3] << 16)};
-    const std::string body(reinterpret_cast<const char*>(data) + 4, size - 4);
+    // Small inputs repeated, each copy with one byte changed, reach past the 32 KiB window and give
+    // matches across many piece boundaries.
+    const std::string input(reinterpret_cast<const char*>(data) + 4, size - 4);
+    std::string body;
+    for (unsigned copy = 0; copy < 1u + (data[3] >> 2) % 64 && !input.empty(); ++copy) {
+        body += input;
+        body[body.size() - 1 - copy % input.size()] ^= static_cast<char>(copy);
+    }
+    // Tiny pieces give many boundaries in small inputs, up to 256 pieces (each loads a dictionary).
+    std::size_t piece = data[2] & 0x80 ? 1 + data[1] : 1 + ((data[1] | data[2] << 8) * 3u) % 100000;
+    piece = std::max(piece, body.size() / 256);
 
     if (mode == 0) {
         std::string deflated;
@@ -82,7 +92,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             std::abort();
         return 0;
     }
-    std::string archive = body;
+    std::string archive = input;
     if (mode == 1) {
         archive.clear();
         ZipWriter writer("fuzz.dat", [&](const char* p, std::size_t n) { archive.append(p, n); }, {threads, piece});

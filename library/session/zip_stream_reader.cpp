@@ -33,9 +33,9 @@ struct ZipStreamReader::State {
 
     std::uint16_t method = 0;
     bool descriptor = false;
-    std::uint32_t headerCrc = 0;
-    std::uint32_t headerSize = 0;
-    std::uint32_t headerPacked = 0;
+    std::uint32_t declaredCrc = 0;
+    std::uint32_t declaredSize = 0;
+    std::uint32_t declaredPacked = 0;
     std::uint32_t compressedLeft = 0;  // without descriptor: compressed bytes still to come
     std::size_t skipLeft = 0;          // bytes of the name, or of the extra field, to pass
     unsigned char field[4] = {};       // the id and length of the current extra field, gathered
@@ -57,8 +57,8 @@ struct ZipStreamReader::State {
         while (n > 0) {
             std::size_t used = 0;
             switch (stage) {
-            case Stage::header: used = gather(p, n, localHeaderSize, &State::parseHeader); break;
-            case Stage::name: used = skip(n, Stage::extra); break;
+            case Stage::header: used = gatherHeader(p, n); break;
+            case Stage::name: used = skipName(n); break;
             case Stage::extra: used = scanExtra(p, n); break;
             case Stage::data: used = method == methodStored ? copyStored(p, n) : inflateSome(p, n); break;
             case Stage::descriptor: used = gatherDescriptor(p, n); break;
@@ -71,46 +71,47 @@ struct ZipStreamReader::State {
         }
     }
 
-    std::size_t gather(const unsigned char* p, std::size_t n, std::size_t want, void (State::*parse)()) {
-        std::size_t used = std::min(n, want - have);
+    // The signature is judged as soon as it is in, so that a short non-archive says what it is.
+    std::size_t gatherHeader(const unsigned char* p, std::size_t n) {
+        std::size_t used = std::min(n, (have < 4 ? 4 : localHeaderSize) - have);
         std::memcpy(record + have, p, used);
         have += used;
-        if (have == want) (this->*parse)();
+        if (have == 4 && get32(record) == endSignature) fail("the archive is empty (it has no entry)");
+        if (have == 4 && get32(record) != localSignature) fail("not a zip archive (no local file header at the start)");
+        if (have == localHeaderSize) parseHeader();
         return used;
     }
 
     void parseHeader() {
-        const std::uint32_t signature = get32(record);
-        if (signature == endSignature) fail("the archive is empty (it has no entry)");
-        if (signature != localSignature) fail("not a zip archive (no local file header at the start)");
         const std::uint16_t flags = get16(record + 6);
         method = get16(record + 8);
-        headerCrc = get32(record + 14);
-        const std::uint32_t packed = headerPacked = get32(record + 18);
-        headerSize = get32(record + 22);
+        declaredCrc = get32(record + 14);
+        const std::uint32_t packed = declaredPacked = get32(record + 18);
+        declaredSize = get32(record + 22);
         descriptor = (flags & flagDescriptor) != 0;
         if ((flags & (flagEncrypted | flagStrongEncryption)) != 0) fail("the entry is encrypted");
         if (method != methodStored && method != methodDeflated)
             fail("compression method " + std::to_string(method) + " is not supported (only stored and deflate)");
-        if (packed == zip64Marker || headerSize == zip64Marker) fail("zip64 entries are not supported");
+        if (packed == zip64Marker || declaredSize == zip64Marker) fail("zip64 entries are not supported");
         if (method == methodStored && descriptor) fail("a stored entry with a data descriptor is not supported");
-        if (method == methodStored && !descriptor && packed != headerSize)
+        if (method == methodStored && !descriptor && packed != declaredSize)
             fail("the stored entry's compressed and uncompressed sizes differ");
         compressedLeft = packed;
         skipLeft = get16(record + 26);
         fieldLeft = get16(record + 28);  // the whole extra field, until the name is passed
         stage = Stage::name;
         have = 0;
-        if (skipLeft == 0) skip(0, Stage::extra);
+        if (skipLeft == 0) skipName(0);
     }
 
-    std::size_t skip(std::size_t n, Stage next) {
+    // The name is never used: the caller alone decides where the data goes.
+    std::size_t skipName(std::size_t n) {
         std::size_t used = std::min(n, skipLeft);
         skipLeft -= used;
         if (skipLeft == 0) {
             skipLeft = fieldLeft;
             fieldLeft = 0;
-            stage = next;
+            stage = Stage::extra;
             if (skipLeft == 0) startData();
         }
         return used;
@@ -150,7 +151,7 @@ struct ZipStreamReader::State {
     }
 
     void deliver(const unsigned char* p, std::size_t n) {
-        const std::uint64_t limit = descriptor ? maxSize : headerSize;
+        const std::uint64_t limit = descriptor ? maxSize : declaredSize;
         if (delivered + n > limit)
             fail(descriptor ? "the entry is over 0xFFFFFFFE bytes (zip64 is not supported)"
                             : "the entry data is longer than the size in the local header");
@@ -178,14 +179,14 @@ struct ZipStreamReader::State {
             if (step.produced > 0) deliver(output.get(), step.produced);
             if (step.end) {
                 compressed -= step.overreadSize;
-                if (!descriptor && compressed != headerPacked)
+                if (!descriptor && compressed != declaredPacked)
                     fail("the deflate stream ends before the compressed size in the local header");
                 endData();
                 consume(step.overread, step.overreadSize);
                 break;
             }
             if (step.consumed == 0 && step.produced == 0) {
-                if (!descriptor && compressed == headerPacked)
+                if (!descriptor && compressed == declaredPacked)
                     fail("the deflate stream runs past the compressed size in the local header");
                 if (used != avail) fail("internal: the inflater stalls");
                 break;
@@ -202,7 +203,7 @@ struct ZipStreamReader::State {
             stage = Stage::descriptor;
             return;
         }
-        check(headerCrc, headerSize, "local header");
+        check(declaredCrc, declaredSize, "local header");
         stage = Stage::trailer;
     }
 

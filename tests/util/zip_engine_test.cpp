@@ -104,6 +104,7 @@ TEST(ZipEngine, ReaderNamesTheFaultOfDamagedArchives) {
     } cases[] = {
         {"", "empty"},
         {"this is not a zip archive at all", "not a zip archive"},
+        {std::string("PK\x05\x06", 4) + std::string(18, '\0'), "no entry"},
         {good.substr(0, 20), "truncated in the local file header"},
         {good.substr(0, 33), "truncated in the entry name"},
         {good.substr(0, descriptor - 100), "truncated in the entry data"},
