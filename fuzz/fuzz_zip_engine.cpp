@@ -80,7 +80,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     if (mode == 0) {
         std::string deflated;
-        ParallelDeflater deflater([&](const char* p, std::size_t n) { deflated.append(p, n); }, {threads, piece});
+        ParallelDeflater deflater([&](const char* p, std::size_t n) { deflated.append(p, n); },
+                                  {threads, piece});
         for (std::size_t at = 0; at < body.size();) {
             std::size_t n = std::min(blocks.next(), body.size() - at);
             deflater.write(body.data() + at, n);
@@ -88,23 +89,27 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
         deflater.finish();
         if (inflateWithZlib(deflated) != body) std::abort();
-        if (deflater.crc() != crc32(0, reinterpret_cast<const Bytef*>(body.data()), static_cast<uInt>(body.size())))
+        if (deflater.crc() !=
+            crc32(0, reinterpret_cast<const Bytef*>(body.data()), static_cast<uInt>(body.size())))
             std::abort();
         return 0;
     }
     std::string archive = input;
     if (mode == 1) {
         archive.clear();
-        ZipWriter writer("fuzz.dat", [&](const char* p, std::size_t n) { archive.append(p, n); }, {threads, piece});
+        ZipWriter writer("fuzz.dat", [&](const char* p, std::size_t n) { archive.append(p, n); },
+                         {threads, piece});
         writer.write(body.data(), body.size());
         writer.finish();
     }
     std::string viaZlib, viaIsal;
     bool zlibOk = readArchive(archive, InflateEngine::zlib, blocks, &viaZlib);
-    bool isalOk = inflateEngineAvailable(InflateEngine::isal) ? readArchive(archive, InflateEngine::isal, blocks, &viaIsal)
-                                                               : zlibOk;
+    bool isalOk = inflateEngineAvailable(InflateEngine::isal)
+                      ? readArchive(archive, InflateEngine::isal, blocks, &viaIsal)
+                      : zlibOk;
     if (mode == 1 && (!zlibOk || viaZlib != body)) std::abort();
     // Both inflaters agree on every archive: the same verdict, the same data when accepted.
-    if (isalOk != zlibOk || (zlibOk && inflateEngineAvailable(InflateEngine::isal) && viaIsal != viaZlib)) std::abort();
+    if (isalOk != zlibOk || (zlibOk && inflateEngineAvailable(InflateEngine::isal) && viaIsal != viaZlib))
+        std::abort();
     return 0;
 }

@@ -70,7 +70,8 @@ Timing timed(int rounds, const std::function<void()>& step) {
         auto start = std::chrono::steady_clock::now();
         step();
         double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        runs.push_back({wall, 0, cpuSeconds(CLOCK_THREAD_CPUTIME_ID) - main, cpuSeconds(CLOCK_PROCESS_CPUTIME_ID) - all});
+        runs.push_back({wall, 0, cpuSeconds(CLOCK_THREAD_CPUTIME_ID) - main,
+                        cpuSeconds(CLOCK_PROCESS_CPUTIME_ID) - all});
     }
     std::sort(runs.begin(), runs.end(), [](const Timing& a, const Timing& b) { return a.best < b.best; });
     Timing result = runs.front();
@@ -107,7 +108,8 @@ void packFile(const std::string& data, const std::string& archive, unsigned thre
 }
 
 // Archive blocks of 819200 bytes, as they come from the service; the entry goes to `out`.
-void unpack(const std::string& archive, InflateEngine engine, const std::function<void(const char*, std::size_t)>& out) {
+void unpack(const std::string& archive, InflateEngine engine,
+            const std::function<void(const char*, std::size_t)>& out) {
     ZipStreamReader reader(out, engine);
     for (std::size_t at = 0; at < archive.size(); at += 819200)
         reader.feed(archive.data() + at, std::min<std::size_t>(819200, archive.size() - at));
@@ -125,7 +127,8 @@ int main(int argc, char** argv) {
     int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
     std::string dir = std::string(argc > 2 ? argv[2] : "/tmp") + "/bench-zip-engine-XXXXXX";
     if (::mkdtemp(dir.data()) == nullptr) fail("mkdtemp failed");
-    const std::string data = dir + "/bench@100000.dat", reference = dir + "/minizip.zip", ours = dir + "/ours.zip";
+    const std::string data = dir + "/bench@100000.dat", reference = dir + "/minizip.zip",
+                      ours = dir + "/ours.zip";
     writeRecordFile(data);
     const std::string original = slurp(data);
     std::printf("data file %zu bytes (10^6 rows), best and median of %d, speed-up against the first row\n",
@@ -141,13 +144,15 @@ int main(int argc, char** argv) {
     row("qx::minizip", minizip, minizip, note);
     for (unsigned threads : {1u, 2u, 4u}) {
         Timing t = timed(rounds, [&] { packFile(data, ours, threads, 512 * 1024); });
-        std::snprintf(note, sizeof note, "size %.4fx minizip", static_cast<double>(std::filesystem::file_size(ours)) / referenceSize);
+        std::snprintf(note, sizeof note, "size %.4fx minizip",
+                      static_cast<double>(std::filesystem::file_size(ours)) / referenceSize);
         std::string what = "ZipWriter, " + std::to_string(threads) + " thread(s), 512 KiB";
         row(what.c_str(), t, minizip, note);
     }
     for (std::size_t piece : {128u << 10, 256u << 10, 1u << 20}) {
         Timing t = timed(rounds, [&] { packFile(data, ours, 2, piece); });
-        std::snprintf(note, sizeof note, "size %.4fx minizip", static_cast<double>(std::filesystem::file_size(ours)) / referenceSize);
+        std::snprintf(note, sizeof note, "size %.4fx minizip",
+                      static_cast<double>(std::filesystem::file_size(ours)) / referenceSize);
         std::string what = "ZipWriter, 2 threads, " + std::to_string(piece >> 10) + " KiB";
         row(what.c_str(), t, minizip, note);
     }
@@ -195,12 +200,14 @@ int main(int argc, char** argv) {
     // Whole buffer only: the entry's deflate data located through the local header (minizip's has sizes).
     const auto* bytes = reinterpret_cast<const unsigned char*>(archive.data());
     std::size_t start = 30 + (bytes[26] | bytes[27] << 8) + (bytes[28] | bytes[29] << 8);
-    std::size_t packed = bytes[18] | bytes[19] << 8 | bytes[20] << 16 | static_cast<std::size_t>(bytes[21]) << 24;
+    std::size_t packed =
+        bytes[18] | bytes[19] << 8 | bytes[20] << 16 | static_cast<std::size_t>(bytes[21]) << 24;
     std::vector<char> whole(original.size());
     libdeflate_decompressor* d = libdeflate_alloc_decompressor();
     Timing t = timed(rounds, [&] {
         std::size_t got = 0;
-        if (libdeflate_deflate_decompress(d, bytes + start, packed, whole.data(), whole.size(), &got) != LIBDEFLATE_SUCCESS ||
+        if (libdeflate_deflate_decompress(d, bytes + start, packed, whole.data(), whole.size(), &got) !=
+                LIBDEFLATE_SUCCESS ||
             got != whole.size())
             fail("libdeflate failed");
         if (libdeflate_crc32(0, whole.data(), got) == 0) std::printf("(crc 0)\n");

@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::size_t windowSize = 32 * 1024;
 constexpr std::size_t maxPieceSize = 64u << 20;  // well inside zlib's unsigned int counts
-constexpr int level = 6;                          // zlib's default, as minizip packs
+constexpr int level = 6;                         // zlib's default, as minizip packs
 
 // One piece: the dictionary (the bytes just before it) and its data in one buffer, and its output.
 struct Piece {
@@ -97,15 +97,15 @@ struct ParallelDeflater::State {
     unsigned threads = 1;
     std::size_t maxInFlight = 0;
 
-    std::unique_ptr<Piece> current;                // being filled by write()
-    std::deque<std::unique_ptr<Piece>> inFlight;   // submitted, in stream order
-    std::vector<std::unique_ptr<Piece>> spare;     // delivered, kept for reuse
-    std::unique_ptr<PieceCompressor> inline_;      // the compressor of the single-thread mode
+    std::unique_ptr<Piece> current;               // being filled by write()
+    std::deque<std::unique_ptr<Piece>> inFlight;  // submitted, in stream order
+    std::vector<std::unique_ptr<Piece>> spare;    // delivered, kept for reuse
+    std::unique_ptr<PieceCompressor> inline_;     // the compressor of the single-thread mode
 
-    std::mutex mutex;                    // guards queue, stop and every piece's done/error
-    std::condition_variable workReady;   // a piece was queued, or stop
-    std::condition_variable pieceDone;   // a worker finished a piece
-    std::deque<Piece*> queue;            // submitted, not yet taken by a worker
+    std::mutex mutex;                   // guards queue, stop and every piece's done/error
+    std::condition_variable workReady;  // a piece was queued, or stop
+    std::condition_variable pieceDone;  // a worker finished a piece
+    std::deque<Piece*> queue;           // submitted, not yet taken by a worker
     bool stop = false;
     std::vector<std::thread> workers;
 
@@ -206,7 +206,8 @@ struct ParallelDeflater::State {
         if (piece->error) std::rethrow_exception(piece->error);
         sink(reinterpret_cast<const char*>(piece->output.get()), piece->outputSize);
         output += piece->outputSize;
-        crc = static_cast<std::uint32_t>(crc32_combine(crc, piece->crc, static_cast<z_off_t>(piece->dataSize)));
+        crc =
+            static_cast<std::uint32_t>(crc32_combine(crc, piece->crc, static_cast<z_off_t>(piece->dataSize)));
         spare.push_back(std::move(piece));
     }
 
@@ -234,7 +235,8 @@ struct ParallelDeflater::State {
     }
 };
 
-ParallelDeflater::ParallelDeflater(ByteSink sink, DeflateOptions options) : state_(std::make_unique<State>()) {
+ParallelDeflater::ParallelDeflater(ByteSink sink, DeflateOptions options)
+    : state_(std::make_unique<State>()) {
     if (options.pieceSize < 1 || options.pieceSize > maxPieceSize)
         throw ZipError("deflate: piece size " + std::to_string(options.pieceSize) + " is out of range");
     State& s = *state_;

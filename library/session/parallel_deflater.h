@@ -45,10 +45,10 @@ public:
     // Compresses what is left and delivers all output. Same exceptions as write().
     void finish();
 
-    std::uint32_t crc() const;          // CRC-32 of the input delivered so far: all of it after finish()
-    std::uint64_t inputSize() const;    // bytes written so far
-    std::uint64_t outputSize() const;   // compressed bytes delivered so far
-    unsigned threads() const;           // the thread count in use
+    std::uint32_t crc() const;         // CRC-32 of the input delivered so far: all of it after finish()
+    std::uint64_t inputSize() const;   // bytes written so far
+    std::uint64_t outputSize() const;  // compressed bytes delivered so far
+    unsigned threads() const;          // the thread count in use
 
 private:
     struct State;

@@ -26,11 +26,13 @@ constexpr std::size_t maxStep = 1u << 30;
 class ZlibInflater : public StreamInflater {
 public:
     ZlibInflater() {
-        if (inflateInit2(&stream_, -MAX_WBITS) != Z_OK) throw ZipError("inflate: zlib could not set up a stream");
+        if (inflateInit2(&stream_, -MAX_WBITS) != Z_OK)
+            throw ZipError("inflate: zlib could not set up a stream");
     }
     ~ZlibInflater() override { inflateEnd(&stream_); }
 
-    InflateStep step(const unsigned char* in, std::size_t inSize, unsigned char* out, std::size_t outSize) override {
+    InflateStep step(const unsigned char* in, std::size_t inSize, unsigned char* out,
+                     std::size_t outSize) override {
         stream_.next_in = const_cast<unsigned char*>(in);
         stream_.avail_in = static_cast<uInt>(std::min(inSize, maxStep));
         stream_.next_out = out;
@@ -59,7 +61,8 @@ public:
         state_->crc_flag = ISAL_DEFLATE;
     }
 
-    InflateStep step(const unsigned char* in, std::size_t inSize, unsigned char* out, std::size_t outSize) override {
+    InflateStep step(const unsigned char* in, std::size_t inSize, unsigned char* out,
+                     std::size_t outSize) override {
         inflate_state& s = *state_;
         s.next_in = const_cast<unsigned char*>(in);
         s.avail_in = static_cast<std::uint32_t>(std::min(inSize, maxStep));
@@ -77,7 +80,8 @@ public:
             // byte's padding. The buffer is little-endian: the oldest byte is the lowest.
             result.overreadSize = static_cast<std::size_t>(std::max(s.read_in_length, 0)) / 8;
             std::uint64_t bits = s.read_in_length % 8 != 0 ? s.read_in >> (s.read_in_length % 8) : s.read_in;
-            for (std::size_t i = 0; i < result.overreadSize; ++i) result.overread[i] = static_cast<unsigned char>(bits >> (8 * i));
+            for (std::size_t i = 0; i < result.overreadSize; ++i)
+                result.overread[i] = static_cast<unsigned char>(bits >> (8 * i));
         }
         return result;
     }

@@ -62,7 +62,10 @@ struct ZipStreamReader::State {
             case Stage::extra: used = scanExtra(p, n); break;
             case Stage::data: used = method == methodStored ? copyStored(p, n) : inflateSome(p, n); break;
             case Stage::descriptor: used = gatherDescriptor(p, n); break;
-            case Stage::trailer: keepTail(p, n); used = n; break;
+            case Stage::trailer:
+                keepTail(p, n);
+                used = n;
+                break;
             case Stage::done:
             case Stage::failed: fail("internal: bytes after the end");
             }
@@ -77,7 +80,8 @@ struct ZipStreamReader::State {
         std::memcpy(record + have, p, used);
         have += used;
         if (have == 4 && get32(record) == endSignature) fail("the archive is empty (it has no entry)");
-        if (have == 4 && get32(record) != localSignature) fail("not a zip archive (no local file header at the start)");
+        if (have == 4 && get32(record) != localSignature)
+            fail("not a zip archive (no local file header at the start)");
         if (have == localHeaderSize) parseHeader();
         return used;
     }
@@ -91,9 +95,11 @@ struct ZipStreamReader::State {
         descriptor = (flags & flagDescriptor) != 0;
         if ((flags & (flagEncrypted | flagStrongEncryption)) != 0) fail("the entry is encrypted");
         if (method != methodStored && method != methodDeflated)
-            fail("compression method " + std::to_string(method) + " is not supported (only stored and deflate)");
+            fail("compression method " + std::to_string(method) +
+                 " is not supported (only stored and deflate)");
         if (packed == zip64Marker || declaredSize == zip64Marker) fail("zip64 entries are not supported");
-        if (method == methodStored && descriptor) fail("a stored entry with a data descriptor is not supported");
+        if (method == methodStored && descriptor)
+            fail("a stored entry with a data descriptor is not supported");
         if (method == methodStored && !descriptor && packed != declaredSize)
             fail("the stored entry's compressed and uncompressed sizes differ");
         compressedLeft = packed;
@@ -192,7 +198,8 @@ struct ZipStreamReader::State {
                 break;
             }
         }
-        if (!descriptor) compressedLeft -= static_cast<std::uint32_t>(std::min<std::size_t>(used, compressedLeft));
+        if (!descriptor)
+            compressedLeft -= static_cast<std::uint32_t>(std::min<std::size_t>(used, compressedLeft));
         return used;
     }
 
@@ -208,10 +215,10 @@ struct ZipStreamReader::State {
     }
 
     void check(std::uint32_t wantCrc, std::uint32_t wantSize, const char* where) {
-        if (delivered != wantSize)
-            fail(std::string("the entry size differs from the size in the ") + where);
-        if (crc != wantCrc) fail(std::string("CRC-32 mismatch: the entry data is damaged (checked against the ") +
-                                 where + ")");
+        if (delivered != wantSize) fail(std::string("the entry size differs from the size in the ") + where);
+        if (crc != wantCrc)
+            fail(std::string("CRC-32 mismatch: the entry data is damaged (checked against the ") + where +
+                 ")");
     }
 
     // The descriptor has 12 bytes, or 16 when it opens with its optional signature.
@@ -268,8 +275,9 @@ struct ZipStreamReader::State {
 
     void finish() {
         switch (stage) {
-        case Stage::header: fail(started ? "the archive is truncated in the local file header"
-                                         : "the archive is empty (no bytes)");
+        case Stage::header:
+            fail(started ? "the archive is truncated in the local file header"
+                         : "the archive is empty (no bytes)");
         case Stage::name: fail("the archive is truncated in the entry name");
         case Stage::extra: fail("the archive is truncated in the extra field");
         case Stage::data: fail("the archive is truncated in the entry data");

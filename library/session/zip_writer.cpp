@@ -26,7 +26,8 @@ ZipWriter::~ZipWriter() = default;
 
 void ZipWriter::emit(const char* data, std::size_t size) {
     // The deflater's output cannot outgrow the 32-bit fields either (stored blocks of random data).
-    if (deflater_.outputSize() + size > maxSize) throw ZipError("zip: compressed entry over 0xFFFFFFFE bytes");
+    if (deflater_.outputSize() + size > maxSize)
+        throw ZipError("zip: compressed entry over 0xFFFFFFFE bytes");
     sink_(data, size);
     written_ += size;
 }

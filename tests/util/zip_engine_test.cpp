@@ -1,4 +1,4 @@
-// Tests of the session's zip engine: archives from the parallel deflater, read back by the streaming reader and others.
+// Tests of the session's zip engine: its archives read back by itself, Info-ZIP, Python and minizip.
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -20,8 +20,10 @@ constexpr std::size_t kPiece = 40000;  // above the 32 KiB window, small enough 
 
 std::string zipped(const std::string& data, unsigned threads, std::size_t writeSize = 1 << 20) {
     std::string archive;
-    ZipWriter writer("data.dat", [&](const char* p, std::size_t n) { archive.append(p, n); }, {threads, kPiece});
-    for (std::size_t at = 0; at < data.size(); at += writeSize) writer.write(data.data() + at, std::min(writeSize, data.size() - at));
+    ZipWriter writer("data.dat", [&](const char* p, std::size_t n) { archive.append(p, n); },
+                     {threads, kPiece});
+    for (std::size_t at = 0; at < data.size(); at += writeSize)
+        writer.write(data.data() + at, std::min(writeSize, data.size() - at));
     writer.finish();
     return archive;
 }
@@ -29,7 +31,8 @@ std::string zipped(const std::string& data, unsigned threads, std::size_t writeS
 std::string unzipped(const std::string& archive, InflateEngine engine, std::size_t block) {
     std::string out;
     ZipStreamReader reader([&](const char* p, std::size_t n) { out.append(p, n); }, engine);
-    for (std::size_t at = 0; at < archive.size(); at += block) reader.feed(archive.data() + at, std::min(block, archive.size() - at));
+    for (std::size_t at = 0; at < archive.size(); at += block)
+        reader.feed(archive.data() + at, std::min(block, archive.size() - at));
     reader.finish();
     return out;
 }
@@ -43,6 +46,10 @@ std::string sample(std::size_t size) {
         text += std::to_string(text.size() % 977) + ", " + std::to_string((seed >> 8) % 100000 * 1e-3) + "\n";
     }
     return text.substr(0, size);
+}
+
+int sh(const std::string& command) {
+    return std::system(command.c_str());
 }
 
 std::vector<InflateEngine> engines() {
@@ -69,12 +76,15 @@ TEST(ZipEngine, ArchivesAtPieceBoundariesRoundTripEverywhereAndMatchAcrossThread
         EXPECT_EQ(zipped(data, 3), archive);
         EXPECT_EQ(zipped(data, 2, 7), archive);  // many small writes, as a text writer makes them
         for (InflateEngine engine : engines())
-            for (std::size_t block : {std::size_t{1}, std::size_t{819200}}) EXPECT_EQ(unzipped(archive, engine, block), data);
+            for (std::size_t block : {std::size_t{1}, std::size_t{819200}})
+                EXPECT_EQ(unzipped(archive, engine, block), data);
 
         writeFile(dir.file("a.zip"), archive);
         writeFile(dir.file("data.dat"), data);
-        EXPECT_EQ(std::system(("unzip -tqq " + dir.file("a.zip")).c_str()), 0);
-        EXPECT_EQ(std::system(("/usr/bin/python3 " + dir.file("check.py") + " " + dir.file("a.zip") + " " + dir.file("data.dat")).c_str()), 0);
+        EXPECT_EQ(sh("unzip -tqq " + dir.file("a.zip")), 0);
+        EXPECT_EQ(sh("/usr/bin/python3 " + dir.file("check.py") + " " + dir.file("a.zip") + " " +
+                     dir.file("data.dat")),
+                  0);
         ASSERT_EQ(qx::unzip(dir.file("a.zip"), dir.file("back.dat")), 0);
         EXPECT_EQ(readFile(dir.file("back.dat")), data);
     }
@@ -85,7 +95,7 @@ TEST(ZipEngine, ReaderTakesMinizipAndStoredArchives) {
     const std::string data = sample(300000);
     writeFile(dir.file("data.dat"), data);
     ASSERT_EQ(qx::minizip(dir.file("m.zip"), dir.file("data.dat")), 0);
-    ASSERT_EQ(std::system(("cd " + dir.path() + " && zip -q0 s.zip data.dat").c_str()), 0);
+    ASSERT_EQ(sh("cd " + dir.path() + " && zip -q0 s.zip data.dat"), 0);
     for (const char* name : {"m.zip", "s.zip"})
         for (InflateEngine engine : engines())
             for (std::size_t block : {std::size_t{13}, std::size_t{819200}})
@@ -96,7 +106,9 @@ TEST(ZipEngine, ReaderNamesTheFaultOfDamagedArchives) {
     const std::string data = sample(100000);
     const std::string good = zipped(data, 2);
     const std::size_t dataStart = 30 + 8, descriptor = good.size() - 22 - 46 - 8 - 16;
-    auto patched = [&](std::size_t at, const std::string& bytes) { return std::string(good).replace(at, bytes.size(), bytes); };
+    auto patched = [&](std::size_t at, const std::string& bytes) {
+        return std::string(good).replace(at, bytes.size(), bytes);
+    };
     auto flipped = [&](std::size_t at) { return patched(at, std::string(1, static_cast<char>(~good[at]))); };
     const struct {
         std::string archive;
@@ -134,9 +146,11 @@ TEST(ZipEngine, SinkErrorsReachTheCallerAndAbandonedWritersStopCleanly) {
     const std::string data = sample(10 * kPiece);
     for (unsigned threads : {1u, 3u}) {
         std::size_t taken = 0;
-        ZipWriter writer("data.dat", [&](const char*, std::size_t n) {
-            if ((taken += n) > kPiece / 2) throw std::runtime_error("disk full");
-        }, {threads, kPiece});
+        ZipWriter writer("data.dat",
+                         [&](const char*, std::size_t n) {
+                             if ((taken += n) > kPiece / 2) throw std::runtime_error("disk full");
+                         },
+                         {threads, kPiece});
         EXPECT_THROW(writer.write(data.data(), data.size()), std::runtime_error);
         EXPECT_THROW(writer.finish(), ZipError);
         ZipWriter abandoned("data.dat", [](const char*, std::size_t) {}, {threads, kPiece});
