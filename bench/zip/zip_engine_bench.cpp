@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -84,9 +85,8 @@ std::string slurp(const std::string& path) {
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-void fail(const char* what) {
-    std::fprintf(stderr, "%s\n", what);
-    std::exit(1);
+[[noreturn]] void fail(const char* what) {
+    throw std::runtime_error(what);
 }
 
 // File to file, as qx::minizip does it: 1 MiB reads, archive written through stdio.
@@ -121,12 +121,7 @@ void row(const char* what, const Timing& t, const Timing& reference, const char*
                 t.median, reference.best / t.best, t.mainCpu, t.allCpu, extra);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
-    std::string dir = std::string(argc > 2 ? argv[2] : "/tmp") + "/bench-zip-engine-XXXXXX";
-    if (::mkdtemp(dir.data()) == nullptr) fail("mkdtemp failed");
+void run(const std::string& dir, int rounds) {
     const std::string data = dir + "/bench@100000.dat", reference = dir + "/minizip.zip",
                       ours = dir + "/ours.zip";
     writeRecordFile(data);
@@ -216,6 +211,24 @@ int main(int argc, char** argv) {
     if (std::string(whole.begin(), whole.end()) != original) fail("libdeflate output differs");
     row("libdeflate, whole buffer + CRC", t, zlibRun);
 #endif
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
+    std::string dir = std::string(argc > 2 ? argv[2] : "/tmp") + "/bench-zip-engine-XXXXXX";
+    if (::mkdtemp(dir.data()) == nullptr) {
+        std::perror("mkdtemp");
+        return 1;
+    }
+    int status = 0;
+    try {
+        run(dir, rounds);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "bench_zip_engine: %s\n", e.what());
+        status = 1;
+    }
     std::filesystem::remove_all(dir);
-    return 0;
+    return status;
 }

@@ -51,9 +51,9 @@ void ZipWriter::startArchive() {
 
 void ZipWriter::write(const void* data, std::size_t size) {
     if (failed_) throw ZipError("zip: the writer failed before and cannot go on");
-    if (size > maxSize - deflater_.inputSize())
-        throw ZipError("zip: entry over 0xFFFFFFFE bytes needs zip64, which these archives do not use");
     try {
+        if (size > maxSize - deflater_.inputSize())
+            throw ZipError("zip: entry over 0xFFFFFFFE bytes needs zip64, which these archives do not use");
         startArchive();
         deflater_.write(data, size);
     } catch (...) {
