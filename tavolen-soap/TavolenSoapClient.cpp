@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "DataBlockReply.h"
+#include "FileDate.h"
 #include "MessageLimits.h"
 
 std::string TavolenSoapClient::IGNORE;
@@ -47,15 +48,6 @@ int readData(int fd, unsigned char* buf, int len) {
         if (len <= 0) break;
     }
     return total;
-}
-
-std::string modificationDate(time_t when) {
-    struct tm local;
-    localtime_r(&when, &local);
-    char text[64];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900, local.tm_mon + 1,
-                  local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
-    return text;
 }
 
 }  // namespace
@@ -92,7 +84,7 @@ bool TavolenSoapClient::putData(const char* user, const char* password, const ch
     int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return false;
 
-    std::string date = modificationDate(info.st_mtime);
+    std::string date = catalogueDate(info.st_mtime);
     ns__TavolenInfo record;
     record.diagnostics = text(diag);
     record.filename = text(file);

@@ -38,7 +38,7 @@ for name in \
     soapAnaDataGetExplogColValue soapAnaDataChgPass soapAnaDataGetPage soapAnaDataGetLimit \
     soapAnaDataGetBaseDir soapAnaDataThe_date soapAnaDataIsDigit soapAnaDataMoveFile \
     soapAnaDataGetDirName soapAnaDataGetFileName soapAnaDataUnzip soapAnaDataMinizip \
-    soapAnaDataDispSummary soapAnaDataGetSummary anadata_version
+    soapAnaDataDispSummary soapAnaDataGetSummary anadata_version cAnaDataLastError g77anadatalasterror_
 do
     if ! printf '%s\n' "$symbols" | grep -qx "$name"; then
         echo "missing export: $name"

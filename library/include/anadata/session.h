@@ -129,6 +129,9 @@ struct FetchFileOptions {
 
 struct RegisterOptions {
     Progress progress;  // per block sent, total = the archive's size
+    // registerRecord: digits after the point in the text file sent; 6 is what AnaData::regist()
+    // writes, 16 keeps every bit of a double.
+    int precision = 6;
 };
 
 struct BatchOptions {
@@ -148,11 +151,13 @@ struct FetchOutcome {
 class ANADATA_API Session {
 public:
     // No connection is made until the first operation.
+    // Throws Error(transport) when the endpoint is not an http:// or https:// URL.
     explicit Session(SessionOptions options);
     // The session of the settings file (see loadSettings). Throws Error(local_io).
     static Session fromSettings(const std::string& path = "");
 
-    const SessionOptions& options() const;
+    // The options, with the password as it is now.
+    SessionOptions options() const;
 
     // --- Data sets ---
 
