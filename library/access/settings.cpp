@@ -5,7 +5,9 @@
 #include <fstream>
 #include <iostream>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace qx {
 
@@ -55,11 +57,18 @@ clsAnaDataAccess::clsAnaDataAccess(const char* iniFile) {
 
 bool clsAnaDataAccess::iniload(const char* path) {
     if (path == nullptr) return false;
-    // Only a regular file is a settings file: a directory opens as a stream here but holds
-    // no lines, and a device such as /dev/zero would be read for ever. The search goes on
-    // to the next place instead.
+    // Something that opens but is no regular file (a directory, a device, a FIFO) still ends
+    // the search, so that it never falls through to another account's file; it is opened
+    // without blocking and never read, as /dev/zero would be read for ever and a FIFO
+    // without a writer would wait for one.
     struct stat info;
-    if (::stat(path, &info) != 0 || !S_ISREG(info.st_mode)) return false;
+    if (::stat(path, &info) != 0) return false;
+    if (!S_ISREG(info.st_mode)) {
+        const int fd = ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        if (fd < 0) return false;
+        ::close(fd);
+        return true;
+    }
     std::ifstream in(path);
     if (!in.is_open()) return false;
 
