@@ -63,12 +63,12 @@ private:
 
 int main() {
     SeedTurn turn;
-    char dirTemplate[] = "/tmp/anadata-sampleXXXXXX";
-    if (!mkdtemp(dirTemplate)) {
+    const char* base = std::getenv("TMPDIR");
+    std::string dir = std::string(base && *base ? base : "/tmp") + "/anadata-sampleXXXXXX";
+    if (!mkdtemp(dir.data())) {
         std::perror("seed_sample: mkdtemp");
         return 1;
     }
-    const std::string dir = dirTemplate;
     const std::string file = "sample@1234-1.dat";
     const std::string path = dir + "/" + file;
     bool ok = false;
