@@ -37,7 +37,6 @@ public:
 
     const std::string& url() const { return url_; }
     int port() const { return port_; }
-    pid_t pid() const { return pid_; }
 
     // SIGTERM, then SIGKILL after 10 s; returns the wait status (-1 when nothing ran).
     int stop() { return finish(SIGTERM); }
