@@ -33,6 +33,7 @@ int g77anadatagetdimunit_(int*, int*, char*, int);
 int g77anadatagetvalunit_(int*, int*, char*, int);
 int g77anadatagetdimunit2_(int*, char*, char*, int, int);
 int g77anadatagetvalunit2_(int*, char*, char*, int, int);
+int g77anadataregist_(int*);
 int g77anadatasetdimdata_(int*, int*, char*, char*, int*, double*, int, int);
 int g77anadatasetvaldata_(int*, int*, char*, char*, int*, double*, int, int);
 }
@@ -128,8 +129,8 @@ TEST(FortranRecord, RefusalsGiveTheCMembersCodesAndMessages) {
     const std::vector<int> codes{g77anadatagetvaldata_(&h, data, &index), g77anadatagetshotnumber_(&bad, &n),
                                  g77anadatagetdimname_(&bad, &n, buf, 4), g77anadatagetvalname_(&h, &index, buf, 4),
                                  g77anadatagetvaldata2_(&h, key.data(), data, 4), g77anadatagetdate_(nullptr, buf, 4),
-                                 g77anadataload_(&h, nullptr, 5)};  // in this order, as the messages are
-    EXPECT_EQ(codes, (std::vector<int>{3, 1, 1, 3, 3, 3, 3}));
+                                 g77anadataload_(&h, nullptr, 5), g77anadataregist_(&bad)};  // in this order, as the messages are
+    EXPECT_EQ(codes, (std::vector<int>{3, 1, 1, 3, 3, 3, 3, 1}));
     EXPECT_EQ(GetCapturedStderr(),
               "getValData out of range\nNotAllocated\ngetValName out of range\nInvalid Val Name\n"
               "g77anadatagetdate_: null argument\ng77anadataload_: null argument\n");

@@ -41,9 +41,9 @@ for source in "$bindings/c_service.c" "$examples/c/example.c"; do
     gcc -std=c99 -pedantic-errors -Wall -Wextra -Werror -I"$include" -o "$scratch/$(basename "$source" .c)" \
         "$source" -L"$libdir" -lanadata
 done
-gfortran -Wall -Werror -I"$include" -o "$scratch/fortran_service" "$bindings/fortran_service.f" \
-    "$bindings/fortran_checks.f" -L"$libdir" -lanadata
-gfortran -Wall -Werror -I"$include" -o "$scratch/example_f" "$examples/fortran/example.f" -L"$libdir" -lanadata
+for source in "$examples/fortran/example.f" "$examples/fortran/fetch.f"; do
+    gfortran -Wall -Werror -I"$include" -o "$scratch/$(basename "$source" .f)_f" "$source" -L"$libdir" -lanadata
+done
 printf '#include <anadata/soapAnaData.h>\nint main() { std::string d; return soapAnaDataThe_date(d); }\n' \
     >"$scratch/soap.cpp"
 g++ -std=c++17 -Wall -Wextra -pedantic -Werror -I"$prefix/include" -o "$scratch/soap" "$scratch/soap.cpp" \
