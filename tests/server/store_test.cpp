@@ -13,11 +13,10 @@ TEST(Store, RelativeAcceptsExactlyDataDirFileInsideTheStore) {
     const std::string root = store.root();
     const std::pair<std::string, std::string> cases[] = {
         {root + "/data/ab/f.zip", "data/ab/f.zip"},
-        {root + "/data/ab/../f.zip", ""},
-        {root + "/data/../data/f.zip", ""},
-        {root + "/data/./ab/f.zip", ""},
-        {root + "/data/ab/./f.zip", ""},
-        {root + "/data/ab/f.zip/..", ""},
+        {root + "/data/../catalogue.sqlite", ""},  // three parts, but out of data/
+        {root + "/data/ab/..", ""},
+        {root + "/data/./f.zip", ""},
+        {root + "/data/ab/.", ""},
         {root + "/data//f.zip", ""},
         {root + "/data/ab/", ""},
         {root + "/data/ab", ""},
