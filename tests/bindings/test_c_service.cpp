@@ -62,6 +62,7 @@ TEST_F(CService, SearchRowsAreReadOneByOneAndPointIntoTheSet) {
     ASSERT_EQ(registFile(4100), 1);
     ASSERT_EQ(registFile(4102), 1);
     GetCapturedStderr();
+    EXPECT_EQ(cAnaDataGetPage() * 1000 + cAnaDataGetLimit(), 1100);  // page=1, limit=100 in the settings
     const char* names[] = {diag.c_str()};
     ResultSet_s set = cAnaDataSearch(names, 1, 4100, 4200, 0, "", cAnaDataGetLimit());
     ASSERT_EQ(set.type, 1);

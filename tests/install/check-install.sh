@@ -32,12 +32,12 @@ c++ -std=c++17 -o "$scratch/pc-consumer" "$consumer/consumer.cpp" $flags
 LD_LIBRARY_PATH="$(PKG_CONFIG_PATH="$pcdir" pkg-config --variable=libdir anadata)" "$scratch/pc-consumer"
 
 # The C programs compile as C99 and the Fortran ones with gfortran against the installed headers;
-# the service programs need a running service, so they are only built; the examples run. The
+# the fetch examples need a running service, so they are only built; the others run. The
 # C++-only header of the soapAnaData* family must compile without a warning.
 libdir=$(dirname "$(find "$prefix" -name 'libanadata.so' | head -n 1)")
 include="$prefix/include/anadata"
 examples="$bindings/../../examples"
-for source in "$bindings/c_service.c" "$examples/c/example.c"; do
+for source in "$bindings/c_header.c" "$examples/c/example.c" "$examples/c/fetch.c"; do
     gcc -std=c99 -pedantic-errors -Wall -Wextra -Werror -I"$include" -o "$scratch/$(basename "$source" .c)" \
         "$source" -L"$libdir" -lanadata
 done
