@@ -59,6 +59,9 @@ TavolenSoapClient::TavolenSoapClient(const char* url)
       soap(SOAP_IO_KEEPALIVE, SOAP_IO_KEEPALIVE | SOAP_XML_TREE) {
     soap.send_timeout = 30;
     soap.recv_timeout = 30;
+    // The 30 seconds bound each request as a whole too: a reply that trickles in a byte at a
+    // time fails the call instead of holding it for ever.
+    soap.transfer_timeout = 30;
     // A server that hangs up mid-request must give a failed call, not a SIGPIPE.
     soap.socket_flags = MSG_NOSIGNAL;
     // A reply is at most one block (about 1.1 MB as base64) or one result list; a service
