@@ -15,6 +15,7 @@
 
 #include "DataBlockReply.h"
 #include "FileDate.h"
+#include "HttpsClient.h"
 #include "MessageLimits.h"
 
 std::string TavolenSoapClient::IGNORE;
@@ -52,7 +53,7 @@ int readData(int fd, unsigned char* buf, int len) {
 
 }  // namespace
 
-TavolenSoapClient::TavolenSoapClient(const char* url)
+TavolenSoapClient::TavolenSoapClient(const char* url, const char* caFile)
     : endpoint(strdup(url != nullptr ? url : "")),
       // Requests are written as plain trees: a string passed twice (the account as "user" and
       // as the record's "userid") must not become an href to a shared, typed element.
@@ -67,6 +68,8 @@ TavolenSoapClient::TavolenSoapClient(const char* url)
     // A reply is at most one block (about 1.1 MB as base64) or one result list; a service
     // that sends or announces more than this is not believed, rather than buffered without bound.
     limitIncomingMessages(&soap, MAX_REPLY_BYTES);
+    // A failed set-up leaves its fault in the context; the first call then reports it.
+    if (isHttpsEndpoint(endpoint)) setUpHttps(&soap, caFile);
 }
 
 TavolenSoapClient::~TavolenSoapClient() {
