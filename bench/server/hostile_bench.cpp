@@ -4,22 +4,17 @@
 // hostile_bench [MB] [--server PROGRAM]: PROGRAM defaults to the server of this build; another one
 // (an older build) gives the figures it had. Parts a server cannot run (https) are reported skipped.
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include "ServerProcess.h"
 #include "ServiceClient.h"
+#include "SlowClients.h"
 #include "TempDir.h"
+#include "TestAuthority.h"
 
 namespace {
 
@@ -42,47 +37,13 @@ double diagnosticsCall(const std::string& url, int timeout = 60) {
     return rc ? -since(t0) : since(t0);
 }
 
-// Connections that send a request head one byte every two seconds until stopped.
-class Tricklers {
-public:
-    Tricklers(int port, int count) {
-        for (int i = 0; i < count; ++i) {
-            int fd = socket(AF_INET, SOCK_STREAM, 0);
-            sockaddr_in a{};
-            a.sin_family = AF_INET;
-            a.sin_port = htons(static_cast<uint16_t>(port));
-            a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-            if (connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0) fds_.push_back(fd);
-            else close(fd);
-        }
-        thread_ = std::thread([this] {
-            const std::string head = "POST / HTTP/1.1\r\nHost: 127.0.0.1\r\nX-Slow: ";
-            for (size_t i = 0; !stop_; ++i) {
-                char c = i < head.size() ? head[i] : 'a';
-                for (int fd : fds_) send(fd, &c, 1, MSG_NOSIGNAL);
-                for (int t = 0; t < 20 && !stop_; ++t) std::this_thread::sleep_for(std::chrono::milliseconds(100));
-            }
-        });
-    }
-    ~Tricklers() {
-        stop_ = true;
-        thread_.join();
-        for (int fd : fds_) close(fd);
-    }
-
-private:
-    std::vector<int> fds_;
-    std::atomic<bool> stop_{false};
-    std::thread thread_;
-};
-
 void slowClients(const TempDir& dir) {
     std::string store = dir.file("slow");
     ServerProcess server(program, ServerProcess::storeArgs(store));
     double alone = 1e9;
     for (int i = 0; i < 5; ++i) alone = std::min(alone, diagnosticsCall(server.url()));
     std::printf("normal request, nothing else connected      %8.2f ms\n", alone * 1e3);
-    Tricklers slow(server.port(), 8);
+    SlowClients slow(server.port(), 8);
     std::this_thread::sleep_for(std::chrono::seconds(3));
     double t = diagnosticsCall(server.url());
     if (t < 0) std::printf("normal request, 8 slow connections trickling  no answer after %.1f s\n", -t);
@@ -117,20 +78,6 @@ void logins(const TempDir& dir) {
     }
 }
 
-bool run(const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()) == 0; }
-
-// A throwaway authority and a certificate for 127.0.0.1 signed by it.
-bool makeCertificate(const TempDir& dir) {
-    std::string d = dir.path();
-    return run("openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=bench-ca -keyout " + d + "/ca.key -out " +
-               d + "/ca.pem") &&
-           run("openssl req -newkey rsa:2048 -nodes -subj /CN=127.0.0.1 -keyout " + d + "/server.key -out " + d +
-               "/server.csr") &&
-           run("printf 'subjectAltName=IP:127.0.0.1,DNS:localhost\\n' > " + d + "/san.ext") &&
-           run("openssl x509 -req -days 1 -in " + d + "/server.csr -CA " + d + "/ca.pem -CAkey " + d +
-               "/ca.key -CAcreateserial -extfile " + d + "/san.ext -out " + d + "/server.pem");
-}
-
 double download(const std::string& url, const char* ca, const std::string& path, size_t expected) {
     ServiceClient c(url, ca);
     std::string back;
@@ -161,16 +108,16 @@ void transfer(const TempDir& dir, size_t bytes) {
         plain = download(server.url(), nullptr, path, bytes);
     }
     std::printf("getData %.0f MB over http                   %8.1f MB/s (%.2f s)\n", mb, mb / plain, plain);
-    if (!makeCertificate(dir)) {
+    TestAuthority authority(dir.path());
+    if (!authority.made) {
         std::printf("getData over https: skipped (openssl could not make a certificate)\n");
         return;
     }
     try {
-        ServerProcess server(program, ServerProcess::storeArgs(store, {"--tls-cert", dir.file("server.pem"),
-                                                                       "--tls-key", dir.file("server.key")}));
-        std::string ca = dir.file("ca.pem");
-        download(server.url(), ca.c_str(), path, bytes);
-        double secure = download(server.url(), ca.c_str(), path, bytes);
+        ServerProcess server(program, ServerProcess::storeArgs(store, {"--tls-cert", authority.certificate,
+                                                                       "--tls-key", authority.key}));
+        download(server.url(), authority.ca.c_str(), path, bytes);
+        double secure = download(server.url(), authority.ca.c_str(), path, bytes);
         std::printf("getData %.0f MB over https                  %8.1f MB/s (%.2f s)\n", mb, mb / secure, secure);
     } catch (const std::exception& e) {
         std::printf("getData over https: skipped (%s)\n", e.what());

@@ -52,6 +52,12 @@ public:
         return soap_->error && text ? text : "";
     }
 
+    // The fault code of the last failed call, e.g. "SOAP-ENV:Client.NotFound", or "" when there is none.
+    std::string faultCode() {
+        const char* code = *soap_faultcode(soap_);
+        return soap_->error && code ? code : "";
+    }
+
     static ns__TavolenInfo record(char* diag, int shot, int sub, int length, char* filename = nullptr) {
         return dataSet(diag, shot, sub, length, filename);
     }

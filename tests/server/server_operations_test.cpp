@@ -156,22 +156,37 @@ TEST_F(CatalogueTest, ListFiltersByNamesShotsSubshotUserAndLimit) {
     EXPECT_EQ(c->fault(), "sub-shot number -1 is negative");
 }
 
-TEST_F(CatalogueTest, OnlyTheRegisteringAccountDeletes) {
+TEST_F(CatalogueTest, OnlyTheRegisteringAccountDeletesOrReplaces) {
     auto c = client();
     std::string path = c->pathOf("A", 10, 1);
     int ret = -1;
     auto del = [&](const char* user, const char* pass, int sub) {
         return c->call(soap_call_ns__delTavolenData, s(user), s(pass), s("A"), 10, sub, ret);
     };
+    std::string session;
+    EXPECT_NE(c->begin(dataSet("A", 10, 1, 3), session, "bob", "builder", true), 0);
+    EXPECT_EQ(c->fault(), "data set A shot 10 sub-shot 1 was registered by another account");
+    EXPECT_EQ(stagingFiles(), 0u);
     EXPECT_NE(del("bob", "builder", 1), 0);
     EXPECT_EQ(c->fault(), "data set A shot 10 sub-shot 1 was registered by another account");
+    EXPECT_EQ(c->faultCode(), "SOAP-ENV:Client.Unauthorized");
+    // A replacement begun before another account registered the entry is refused when it ends.
+    ASSERT_EQ(c->begin(dataSet("late", 1, 1, 1), session, "bob", "builder", true), 0);
+    ASSERT_EQ(c->upload(dataSet("late", 1, 1), "a"), 0);
+    ASSERT_EQ(c->put(session, "b"), 0);
+    EXPECT_NE(c->end(session), 0);
+    EXPECT_EQ(c->fault(), "data set late shot 1 sub-shot 1 was registered by another account");
+    EXPECT_EQ(stagingFiles(), 0u);
+    std::string back;
+    ASSERT_EQ(c->download(c->pathOf("late", 1, 1), back), 0);
+    EXPECT_EQ(back, "a");
+
     EXPECT_NE(del("alice", "bad", 1), 0);
     EXPECT_EQ(c->fault(), "bad user name or password");
     ASSERT_EQ(del("alice", "wonder", 0), 0);
     EXPECT_EQ(ret, 0);
     EXPECT_EQ(c->pathOf("A", 10, 1), "");
     EXPECT_EQ(c->fault(), "unknown data set A shot 10 sub-shot 1");
-    std::string back;
     EXPECT_NE(c->download(path, back), 0);
     EXPECT_FALSE(std::filesystem::exists(path));
     EXPECT_NE(del("alice", "wonder", 1), 0);
