@@ -6,7 +6,7 @@ packages="
 build-essential cmake pkg-config g++ gcc gfortran clang libclang-rt-14-dev
 googletest libgtest-dev libgmock-dev libbenchmark-dev
 gsoap libgsoap-dev gsoap-doc libminizip-dev zlib1g-dev
-libsqlite3-dev sqlite3 libssl-dev libcli11-dev
+libsqlite3-dev sqlite3 libssl-dev openssl libcli11-dev
 zip unzip curl python3 python3-zeep
 "
 
