@@ -23,8 +23,9 @@ AuditLog::~AuditLog() {
 
 std::string AuditLog::escape(const std::string& value) {
     static const char digits[] = "0123456789ABCDEF";
+    const size_t longest = 255;
     std::string out;
-    for (unsigned char c : value) {
+    for (unsigned char c : value.substr(0, longest)) {
         if (c > ' ' && c < 0x7f && c != '%') {
             out += static_cast<char>(c);
         } else {
@@ -33,6 +34,7 @@ std::string AuditLog::escape(const std::string& value) {
             out += digits[c & 15];
         }
     }
+    if (value.size() > longest) out += "%..";  // cannot occur in an escaped value
     return out;
 }
 

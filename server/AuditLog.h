@@ -21,7 +21,8 @@ public:
 
     // " data=NAME shot=N sub=N", for the details.
     static std::string dataSet(const std::string& name, int shot, int sub);
-    // The value with bytes outside '!'..'~' and '%' written as %XX, so that a line splits on blanks.
+    // The value with bytes outside '!'..'~' and '%' written as %XX, so that a line splits on blanks;
+    // a value longer than 255 bytes is cut there and marked with a final "%..".
     static std::string escape(const std::string& value);
 
 private:

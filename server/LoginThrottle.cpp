@@ -5,6 +5,14 @@
 
 #include <arpa/inet.h>
 
+namespace {
+
+// Names longer than an account name may be share their first 255 bytes, so that a guesser's long
+// names cannot make the table large.
+std::string accountKey(const std::string& name) { return name.substr(0, 255); }
+
+}  // namespace
+
 LoginThrottle::LoginThrottle(LoginLimits limits) : limits_(limits) {
     accounts_.limit = limits.accountFailures;
     addresses_.limit = limits.addressFailures;
@@ -37,7 +45,7 @@ LoginThrottle::Verdict LoginThrottle::check(const std::string& account, const st
     std::lock_guard<std::mutex> lock(mutex_);
     auto now = Clock::now();
     Verdict v;
-    int a = waitFor(accounts_, account, now, v.firstRefusal);
+    int a = waitFor(accounts_, accountKey(account), now, v.firstRefusal);
     int b = waitFor(addresses_, addressKey(address), now, v.firstRefusal);
     v.waitSeconds = std::max(a, b);
     return v;
@@ -75,11 +83,11 @@ void LoginThrottle::fail(Table& table, const std::string& key, Clock::time_point
 void LoginThrottle::failed(const std::string& account, const std::string& address) {
     std::lock_guard<std::mutex> lock(mutex_);
     auto now = Clock::now();
-    fail(accounts_, account, now);
+    fail(accounts_, accountKey(account), now);
     fail(addresses_, addressKey(address), now);
 }
 
 void LoginThrottle::succeeded(const std::string& account) {
     std::lock_guard<std::mutex> lock(mutex_);
-    accounts_.records.erase(account);
+    accounts_.records.erase(accountKey(account));
 }
