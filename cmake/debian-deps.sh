@@ -4,9 +4,9 @@ set -eu
 
 packages="
 build-essential cmake pkg-config g++ gcc gfortran clang libclang-rt-14-dev
-googletest libgtest-dev libgmock-dev libbenchmark-dev
-gsoap libgsoap-dev gsoap-doc libminizip-dev zlib1g-dev
-libsqlite3-dev sqlite3 libssl-dev openssl libcli11-dev
+libgtest-dev
+gsoap libgsoap-dev libminizip-dev zlib1g-dev libisal-dev libdeflate-dev
+libsqlite3-dev libssl-dev openssl libcli11-dev
 zip unzip curl python3 python3-zeep
 "
 

@@ -18,6 +18,7 @@
 #include "HttpServer.h"
 #include "Service.h"
 #include "ServiceError.h"
+#include "version.h"
 
 namespace {
 
@@ -74,6 +75,7 @@ private:
 
 int main(int argc, char** argv) {
     CLI::App app{"Reference analysed-data service"};
+    app.set_version_flag("--version", ANADATA_VERSION_STRING, "Print the version and exit");
     std::string storeDir, bind = "127.0.0.1", explogPath, newUser, logPath;
     int port = 8080;
     HttpLimits http;

@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "DataBlockReply.h"
+#include "FileDate.h"
 #include "MessageLimits.h"
 
 std::string TavolenSoapClient::IGNORE;
@@ -49,15 +50,6 @@ int readData(int fd, unsigned char* buf, int len) {
     return total;
 }
 
-std::string modificationDate(time_t when) {
-    struct tm local;
-    localtime_r(&when, &local);
-    char text[64];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900, local.tm_mon + 1,
-                  local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
-    return text;
-}
-
 }  // namespace
 
 TavolenSoapClient::TavolenSoapClient(const char* url)
@@ -67,6 +59,9 @@ TavolenSoapClient::TavolenSoapClient(const char* url)
       soap(SOAP_IO_KEEPALIVE, SOAP_IO_KEEPALIVE | SOAP_XML_TREE) {
     soap.send_timeout = 30;
     soap.recv_timeout = 30;
+    // The 30 seconds bound each request as a whole too: a reply that trickles in a byte at a
+    // time fails the call instead of holding it for ever.
+    soap.transfer_timeout = 30;
     // A server that hangs up mid-request must give a failed call, not a SIGPIPE.
     soap.socket_flags = MSG_NOSIGNAL;
     // A reply is at most one block (about 1.1 MB as base64) or one result list; a service
@@ -92,7 +87,7 @@ bool TavolenSoapClient::putData(const char* user, const char* password, const ch
     int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return false;
 
-    std::string date = modificationDate(info.st_mtime);
+    std::string date = catalogueDate(info.st_mtime);
     ns__TavolenInfo record;
     record.diagnostics = text(diag);
     record.filename = text(file);

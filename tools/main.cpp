@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include <anadata/clsException.h>
+#include <anadata/version.h>
 
 #include "Commands.h"
 #include "Interrupts.h"
@@ -43,18 +44,22 @@ int main(int argc, char** argv) {
                  "4 local file error.",
                  "anadata"};
     app.fallthrough();
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1);
+    app.set_version_flag("--version", anadata_version(), "Print the library's version and exit");
     app.add_option("--ini", globals.ini, "Settings file to use instead of $CLIENT_INI2, ~/.client2.ini, /etc/client2.ini");
     app.add_flag("-v,--verbose", globals.verbose, "Show what the library prints during service calls");
     app.parse_complete_callback([&globals] { tool::LibraryOutput::setEcho(globals.verbose); });
     tool::addRecordCommands(app, globals);
     tool::addTransferCommands(app, globals);
     tool::addCatalogueCommands(app, globals);
+    std::string helpTopic;
+    CLI::App* help = app.add_subcommand("help", "Show the help of the tool or of one subcommand");
+    help->add_option("command", helpTopic, "Subcommand to explain");
 
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
-        if (e.get_exit_code() == 0) return app.exit(e);  // --help
+        if (e.get_exit_code() == 0) return app.exit(e);  // --help, --version
         std::string message = firstLine(e.what());
         if (app.get_subcommands().empty()) {
             const std::string word = firstWord(argc, argv);
@@ -74,6 +79,19 @@ int main(int argc, char** argv) {
     } catch (const std::exception& e) {
         std::cerr << "anadata: " << firstLine(e.what()) << '\n';
         return tool::exitFile;
+    }
+    // Bare "anadata" and "anadata help [COMMAND]" explain instead of doing.
+    if (app.get_subcommands().empty() || help->parsed()) {
+        const CLI::App* topic = &app;
+        if (!helpTopic.empty()) {
+            try {
+                topic = app.get_subcommand(helpTopic);
+            } catch (const CLI::OptionNotFound&) {
+                std::cerr << "anadata: usage: unknown subcommand: " << helpTopic << " (see anadata --help)\n";
+                return tool::exitUsage;
+            }
+        }
+        std::cout << (topic == &app ? app.help() : topic->help("anadata"));
     }
     return tool::exitOk;
 }

@@ -1,11 +1,10 @@
 // The configuration half of clsAnaDataAccess: the settings statics, their search and loading.
 #include "clsAnaDataAccess.h"
 
-#include <cstdlib>
-#include <fstream>
 #include <iostream>
+#include <utility>
 
-#include <sys/stat.h>
+#include "settings_file.h"
 
 namespace qx {
 
@@ -19,20 +18,14 @@ bool clsAnaDataAccess::isInitialized = false;
 
 namespace {
 
-bool startsWith(const std::string& line, const char* prefix) {
-    return line.compare(0, std::char_traits<char>::length(prefix), prefix) == 0;
-}
-
-// Tries the places of the settings file in order; false when none opens.
-bool searchSettings() {
-    if (const char* named = std::getenv("CLIENT_INI2")) {
-        if (clsAnaDataAccess::iniload(named)) return true;
-    }
-    if (const char* home = std::getenv("HOME")) {
-        std::string path = std::string(home) + "/" + INITFILE;
-        if (clsAnaDataAccess::iniload(path.c_str())) return true;
-    }
-    return clsAnaDataAccess::iniload("/etc/client2.ini");
+// The settings a file gave replace the statics; the others keep what they held.
+void apply(const anadata::detail::SettingsValues& values) {
+    const std::pair<const std::optional<std::string>*, std::string*> fields[] = {
+        {&values.account, &clsAnaDataAccess::user},    {&values.password, &clsAnaDataAccess::pass},
+        {&values.endpoint, &clsAnaDataAccess::endpoint}, {&values.baseDir, &clsAnaDataAccess::base_dir},
+        {&values.limit, &clsAnaDataAccess::limit},     {&values.page, &clsAnaDataAccess::page}};
+    for (const auto& [value, member] : fields)
+        if (*value) *member = **value;
 }
 
 }  // namespace
@@ -40,7 +33,9 @@ bool searchSettings() {
 clsAnaDataAccess::clsAnaDataAccess() {
     if (isInitialized) return;
     try {
-        if (!searchSettings()) throw clsException("ini file Not found.");
+        anadata::detail::SettingsValues values;
+        if (anadata::detail::searchSettingsFile(values).empty()) throw clsException("ini file Not found.");
+        apply(values);
         isInitialized = true;
     } catch (const clsException& e) {
         std::cerr << e.getMessage() << std::endl;
@@ -54,52 +49,14 @@ clsAnaDataAccess::clsAnaDataAccess(const char* iniFile) {
 }
 
 bool clsAnaDataAccess::iniload(const char* path) {
-    if (path == nullptr) return false;
-    // Only a regular file is a settings file: a directory opens as a stream here but holds
-    // no lines, and a device such as /dev/zero would be read for ever. The search goes on
-    // to the next place instead.
-    struct stat info;
-    if (::stat(path, &info) != 0 || !S_ISREG(info.st_mode)) return false;
-    std::ifstream in(path);
-    if (!in.is_open()) return false;
-
-    enum class Section { none, server, search };
-    Section section = Section::none;
-    std::string line;
-    while (std::getline(in, line)) {
-        if (line == CATTSERVER)
-            section = Section::server;
-        else if (line == CATSEARCH)
-            section = Section::search;
-
-        std::string* serverMember = nullptr;
-        if (startsWith(line, ACCOUNT))
-            serverMember = &user;
-        else if (startsWith(line, PASSWORD))
-            serverMember = &pass;
-        else if (startsWith(line, ENDPOINT))
-            serverMember = &endpoint;
-        else if (startsWith(line, BASE_DIR))
-            serverMember = &base_dir;
-        if (serverMember != nullptr && section == Section::server) paramset(*serverMember, line);
-
-        std::string* searchMember = nullptr;
-        if (startsWith(line, LIMIT))
-            searchMember = &limit;
-        else if (startsWith(line, PAGE))
-            searchMember = &page;
-        if (searchMember != nullptr && section == Section::search) paramset(*searchMember, line);
-    }
+    anadata::detail::SettingsValues values;
+    if (!anadata::detail::readSettingsFile(path, values)) return false;
+    apply(values);
     return true;
 }
 
 void clsAnaDataAccess::paramset(std::string& member, const std::string& line) {
-    std::string::size_type equals = line.find('=');
-    // No '=': npos + 1 wraps to 0 and the whole line is the value.
-    std::string value = line.substr(equals + 1);
-    if (!value.empty() && value.front() == '"') value.erase(0, 1);
-    if (!value.empty() && value.back() == '"') value.pop_back();
-    member = value;
+    member = anadata::detail::settingsValue(line);
 }
 
 void clsAnaDataAccess::userset(const char* value) {

@@ -5,9 +5,22 @@
 
 namespace qx {
 
+namespace {
+thread_local std::string lastFailure;
+}  // namespace
+
+int rememberFailure(int status, const std::string& text) {
+    lastFailure = text;
+    return status;
+}
+
+const char* lastFailureText() {
+    return lastFailure.c_str();
+}
+
 int reportRefusal(const std::string& message) {
     std::cerr << message << std::endl;
-    return statusRefused;
+    return rememberFailure(statusRefused, message);
 }
 
 int reportNullArgument(const char* function) {

@@ -15,7 +15,14 @@ constexpr int statusStreamFailed = 2;
 constexpr int statusRefused = 3;
 constexpr int statusUnknownFormat = 4;
 
-// Writes the message and an end of line to standard error; returns statusRefused.
+// Keeps the text of a failed call as this thread's last error (see cAnaDataLastError); returns
+// the status.
+int rememberFailure(int status, const std::string& text);
+// This thread's last error text; valid until the thread's next failed call.
+const char* lastFailureText();
+
+// Writes the message and an end of line to standard error and keeps it as the last error;
+// returns statusRefused.
 int reportRefusal(const std::string& message);
 
 // "<function>: null argument" on standard error; returns statusRefused. Used before any lookup,
@@ -36,7 +43,7 @@ int runRecordCall(Body&& body, NotAllocatedNotice notice = NotAllocatedNotice::s
         return body();
     } catch (const NotAllocated&) {
         if (notice == NotAllocatedNotice::printed) reportRefusal("NotAllocated");
-        return statusNotAllocated;
+        return rememberFailure(statusNotAllocated, "NotAllocated");
     } catch (const AnaDataException& e) {
         return reportRefusal(e.getMessage());
     }
@@ -48,7 +55,7 @@ int runLookupOnlyCall(Body&& body) {
     try {
         return body();
     } catch (const NotAllocated&) {
-        return statusNotAllocated;
+        return rememberFailure(statusNotAllocated, "NotAllocated");
     }
 }
 

@@ -297,6 +297,10 @@ int cAnaDataSetValData(int handle, int index, const char* name, const char* unit
     });
 }
 
+const char* cAnaDataLastError(void) {
+    return qx::lastFailureText();
+}
+
 bool cAnaDataIsDigit(const char* text) {
     if (!text) {
         reportNullArgument(__func__);

@@ -289,6 +289,12 @@ ANADATA_API int g77anadatasetvaldata_(int* handle, int* index, char* name, char*
     });
 }
 
+ANADATA_API int g77anadatalasterror_(char* text, FortranLength textlen) {
+    if (missing(text, textlen)) return reportNullArgument(__func__);
+    toFortran(text, textlen, qx::lastFailureText(), FortranFill::blanks);
+    return statusOk;
+}
+
 }  // extern "C"
 
 // These two members have C++ linkage: programs reach them through their decorated symbols,

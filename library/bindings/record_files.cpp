@@ -25,10 +25,10 @@ int loadRecordFile(HandleTable<AnaData>& table, int* handle, const char* path) {
         in >> record;
         *handle = table.add(record);
     } else {
-        status = statusUnknownFormat;
+        status = rememberFailure(statusUnknownFormat, std::string(path) + ": neither the text nor the dump format");
     }
     // A stream that failed wins over every other outcome, also over a handle already given.
-    if (in.fail()) status = statusStreamFailed;
+    if (in.fail()) status = rememberFailure(statusStreamFailed, std::string(path) + ": cannot be read");
     return status;
 }
 
@@ -41,7 +41,7 @@ int saveRecordFile(const AnaData& record, const char* path, int mode) {
     }
     // Write errors (a full disk) show only once the buffer is handed to the system.
     out.flush();
-    return out.fail() ? statusStreamFailed : statusOk;
+    return out.fail() ? rememberFailure(statusStreamFailed, std::string(path) + ": cannot be written") : statusOk;
 }
 
 }  // namespace qx

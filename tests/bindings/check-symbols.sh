@@ -1,7 +1,8 @@
 #!/bin/sh
-# Checks that the library exports every C and Fortran entry point under its exact symbol, and
-# that the C++-linkage members are not also exported under plain names. The soapAnaData* family
-# takes C++ types but must be exported unmangled all the same.
+# Checks that the library exports every C and Fortran entry point under its exact symbol, that
+# the C++-linkage members are not also exported under plain names, and that nothing outside the
+# documented interface is exported (no gSOAP runtime or stub symbol above all). The soapAnaData*
+# family takes C++ types but must be exported unmangled all the same.
 set -eu
 lib="$1"
 symbols=$(nm -D --defined-only "$lib" | awk '{print $3}')
@@ -37,7 +38,7 @@ for name in \
     soapAnaDataGetExplogColValue soapAnaDataChgPass soapAnaDataGetPage soapAnaDataGetLimit \
     soapAnaDataGetBaseDir soapAnaDataThe_date soapAnaDataIsDigit soapAnaDataMoveFile \
     soapAnaDataGetDirName soapAnaDataGetFileName soapAnaDataUnzip soapAnaDataMinizip \
-    soapAnaDataDispSummary soapAnaDataGetSummary
+    soapAnaDataDispSummary soapAnaDataGetSummary anadata_version cAnaDataLastError g77anadatalasterror_
 do
     if ! printf '%s\n' "$symbols" | grep -qx "$name"; then
         echo "missing export: $name"
@@ -51,4 +52,15 @@ for name in cAnaDataGetValnNo cAnaDataSetDiagnostics g77anadatagetcomment_ g77an
         status=1
     fi
 done
+# Everything exported must belong to the interface: the qx:: and anadata:: classes and functions
+# (with their type information), the C, Fortran and soapAnaData entry points, the splitter and the
+# key/value functions.
+outside=$(nm -D --defined-only -C "$lib" | cut -d' ' -f3- | grep -v -E \
+    '^((typeinfo|typeinfo name|vtable) for )?(qx|anadata)::|^(cAnaData|cExplo|g77anadata|g77explog|soapAnaData)|^clsSeparater|^(typeinfo|typeinfo name) for clsSeparater$|^(loadHash|getValue|saveHash|escape)\(|^anadata_version$' \
+    || true)
+if [ -n "$outside" ]; then
+    echo "exported outside the interface:"
+    printf '%s\n' "$outside" | head -n 20
+    status=1
+fi
 exit $status

@@ -19,7 +19,8 @@
 class FakeService {
 public:
     // After writing `bytes`: keep serving the connection, close it, or hold it silent until the end.
-    enum class Action { reply, close, stall };
+    // trickle writes `bytes` one at a time, 200 ms apart, and then keeps serving.
+    enum class Action { reply, close, stall, trickle };
     struct Answer {
         Action action = Action::reply;
         std::string bytes;
@@ -101,6 +102,13 @@ private:
                 requests_.push_back(request);
             }
             Answer a = script_(request);
+            if (a.action == Action::trickle) {
+                for (size_t i = 0; i < a.bytes.size() && !stop_; ++i) {
+                    if (send(fd, &a.bytes[i], 1, MSG_NOSIGNAL) != 1) return;
+                    poll(nullptr, 0, 200);
+                }
+                continue;
+            }
             if (send(fd, a.bytes.data(), a.bytes.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(a.bytes.size())) return;
             while (a.action == Action::stall && !stop_) poll(nullptr, 0, 20);
             if (a.action != Action::reply) return;

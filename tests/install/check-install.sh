@@ -5,7 +5,7 @@ set -eu
 build="$1"
 consumer="$2"
 bindings="$3"
-scratch=$(mktemp -d /tmp/anadata-install-XXXXXX)
+scratch=$(mktemp -d "${TMPDIR:-/tmp}/anadata-install-XXXXXX")
 trap 'rm -rf "$scratch"' EXIT INT TERM
 
 cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
@@ -24,29 +24,40 @@ done
 cmake -S "$consumer" -B "$scratch/cmake-build" -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
 cmake --build "$scratch/cmake-build" >/dev/null
 LD_LIBRARY_PATH="$scratch/prefix/lib:$scratch/prefix/lib/$(gcc -print-multiarch)" "$scratch/cmake-build/consumer"
+# The build tree is a package too.
+cmake -S "$consumer" -B "$scratch/tree-build" -Danadata_DIR="$build" >/dev/null
+cmake --build "$scratch/tree-build" >/dev/null
+"$scratch/tree-build/consumer"
 
 pcdir=$(dirname "$(find "$scratch/prefix" -name anadata.pc | head -n 1)")
 flags=$(PKG_CONFIG_PATH="$pcdir" pkg-config --cflags --libs anadata)
+# Both programs tell the version pkg-config gives; the installed library exports nothing of gSOAP.
+version=$(PKG_CONFIG_PATH="$pcdir" pkg-config --modversion anadata)
+for program in anadata anadata-server; do
+    [ "$("$prefix/bin/$program" --version)" = "$version" ] ||
+        { echo "check-install: $program --version does not print $version" >&2; exit 1; }
+done
+"$bindings/check-symbols.sh" "$(find "$prefix" -name 'libanadata.so' | head -n 1)"
 # shellcheck disable=SC2086
 c++ -std=c++17 -o "$scratch/pc-consumer" "$consumer/consumer.cpp" $flags
 LD_LIBRARY_PATH="$(PKG_CONFIG_PATH="$pcdir" pkg-config --variable=libdir anadata)" "$scratch/pc-consumer"
 
 # The C programs compile as C99 and the Fortran ones with gfortran against the installed headers;
-# the service programs need a running service, so they are only built; the C++-only header of the
-# soapAnaData* family must compile without a warning.
+# the fetch examples need a running service, so they are only built; the others run. The
+# C++-only header of the soapAnaData* family must compile without a warning.
 libdir=$(dirname "$(find "$prefix" -name 'libanadata.so' | head -n 1)")
 include="$prefix/include/anadata"
-for program in c_roundtrip c_service; do
-    gcc -std=c99 -pedantic-errors -Wall -Wextra -Werror -I"$include" -o "$scratch/$program" \
-        "$bindings/$program.c" -L"$libdir" -lanadata
+examples="$bindings/../../examples"
+for source in "$bindings/c_header.c" "$examples/c/example.c" "$examples/c/fetch.c"; do
+    gcc -std=c99 -pedantic-errors -Wall -Wextra -Werror -I"$include" -o "$scratch/$(basename "$source" .c)" \
+        "$source" -L"$libdir" -lanadata
 done
-for program in fortran_roundtrip fortran_service; do
-    gfortran -Wall -Werror -I"$include" -o "$scratch/$program" "$bindings/$program.f" "$bindings/fortran_checks.f" \
-        -L"$libdir" -lanadata
+for source in "$examples/fortran/example.f" "$examples/fortran/fetch.f"; do
+    gfortran -Wall -Werror -I"$include" -o "$scratch/$(basename "$source" .f)_f" "$source" -L"$libdir" -lanadata
 done
 printf '#include <anadata/soapAnaData.h>\nint main() { std::string d; return soapAnaDataThe_date(d); }\n' \
     >"$scratch/soap.cpp"
 g++ -std=c++17 -Wall -Wextra -pedantic -Werror -I"$prefix/include" -o "$scratch/soap" "$scratch/soap.cpp" \
     -L"$libdir" -lanadata
-(cd "$scratch" && LD_LIBRARY_PATH="$libdir" ./c_roundtrip && LD_LIBRARY_PATH="$libdir" ./fortran_roundtrip)
+(cd "$scratch" && LD_LIBRARY_PATH="$libdir" ./example >/dev/null && LD_LIBRARY_PATH="$libdir" ./example_f >/dev/null)
 echo "install consumers: ok"

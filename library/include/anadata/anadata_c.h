@@ -32,9 +32,23 @@
  * cAnaDataGetDimSize* / cAnaDataGetValSize first); nothing checks their length.
  */
 
+/* The status codes by name. */
+#define ANADATA_OK 0
+#define ANADATA_NOT_ALLOCATED 1
+#define ANADATA_STREAM_FAILED 2
+#define ANADATA_REFUSED 3
+#define ANADATA_UNKNOWN_FORMAT 4
+
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* The text of the calling thread's most recent failed call of an entry point (status 1 to 4):
+ * for status 3 the message also written to standard error, for 1, 2 and 4 a short description
+ * naming the handle's fate or the file. Empty before the first failure; a successful call leaves
+ * it as it was. Never null; the text stays valid until this thread's next failed call. Fortran:
+ * G77ANADATALASTERROR(TEXT) fills a CHARACTER variable with it, blank-padded. */
+ANADATA_API const char* cAnaDataLastError(void);
 
 /* Creates a record with dimno dimensions and valno value columns (names, units empty, sizes 0)
  * and writes its new handle to *handle. Returns 0, or 3 for a null handle or a negative count. */

@@ -1,10 +1,14 @@
 // Uses the installed headers both ways (<anadata/...> and plain "...") and calls into the library.
 #include <anadata/clsException.h>
 #include "clsException.h"
+#include <anadata/version.h>
 
 #include <cstdio>
+#include <cstring>
 
 int main() {
+    // The headers and the library installed together tell the same version.
+    if (std::strcmp(anadata_version(), ANADATA_VERSION_STRING) != 0) return 1;
     try {
         throw qx::AnaDataException("installed");
     } catch (const qx::clsException& e) {

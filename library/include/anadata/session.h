@@ -1,0 +1,223 @@
+// anadata::Session: the analysed-data service for programs and tools, with typed errors, progress,
+// cancel, batches and many threads.
+#ifndef ANADATA_SESSION_H
+#define ANADATA_SESSION_H
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "anadata.h"
+#include "anadata_export.h"
+
+// Beside the qx:: interface, which keeps its process-wide settings, its printed messages and its
+// temporary files, a Session carries everything itself:
+//
+// - Settings are explicit (SessionOptions) or read once from a settings file into the session
+//   (Session::fromSettings); nothing is process-wide, and two sessions with different accounts
+//   or endpoints can live in one process.
+// - Thread safety: one Session may be used from any number of threads at once; every operation
+//   takes its own connection from the session's pool. Copies of a Session share that pool and are
+//   equally safe. Records returned are the caller's own.
+// - Connections: up to SessionOptions::connections idle connections stay open between operations,
+//   so a loop of small operations does not pay a connection set-up each time.
+// - Nothing is printed. Every failure is an anadata::Error with a code and a message naming what
+//   failed; a service fault's own text is the message of a `refused` error.
+// - No temporary file is written, except by fetchFile, which writes through a temporary name in
+//   the target's directory and renames it at the end (the temporary is removed on failure).
+// - On the wire every operation sends exactly the requests of the service contract, in blocks of
+//   819200 bytes, with the file names and summaries the qx:: interface uses for the same data.
+
+namespace anadata {
+
+// What went wrong, for programs to act on.
+enum class ErrorCode {
+    not_found,     // no such data set, experiment-log shot or column
+    unauthorized,  // the service refused the account or password, or the entry is another account's
+    refused,       // any other refusal by the service; the message is its fault string
+    transport,     // no connection, connection lost, HTTP error
+    timeout,       // a read, write or whole request took longer than its time-out
+    protocol,      // a reply that is malformed, over-long, or longer than the catalogue says
+    local_io,      // a local file or directory that cannot be read, written or renamed
+    format,        // a file or download that does not read as a record or archive
+    cancelled,     // a progress callback returned false
+    certificate,   // an https peer whose certificate or host name does not verify
+};
+
+// The name of a code, as written above ("not_found", ...).
+ANADATA_API const char* toString(ErrorCode code);
+
+class ANADATA_API Error : public std::runtime_error {
+public:
+    Error(ErrorCode code, const std::string& message);
+    ErrorCode code() const noexcept { return code_; }
+
+private:
+    ErrorCode code_;
+};
+
+// Called as a transfer goes (per 819200-byte block) or a batch goes (per item), with the amount
+// done and the total (0 when not known). Returning false cancels the operation, which then throws
+// Error(cancelled). Calls never overlap, but may come from a thread of the library.
+using Progress = std::function<bool(std::uint64_t done, std::uint64_t total)>;
+
+struct SessionOptions {
+    std::string endpoint;  // "http://host:port/path" or "https://..."
+    std::string account;
+    std::string password;
+    // Each connect, send or receive; a stalled peer fails the call after this long.
+    std::chrono::seconds ioTimeout{30};
+    // Each request as a whole (one block of a transfer, one search...): a reply that trickles in
+    // fails once this has passed, however slowly it keeps coming.
+    std::chrono::seconds requestTimeout{120};
+    // Idle connections kept open for later operations.
+    int connections = 8;
+    // https: a CA bundle (PEM) to verify the service with instead of the system's store.
+    std::string caFile;
+    // Threads that compress a registration; 0 follows the machine.
+    int compressionThreads = 0;
+};
+
+// Reads the settings file as the qx:: interface finds it ($CLIENT_INI2, else ~/.client2.ini, else
+// /etc/client2.ini; the first that opens wins) or the given one: account, passwd, endpoint and
+// cafile of [tserver]. Throws Error(local_io) when no file opens.
+ANADATA_API SessionOptions loadSettings(const std::string& path = "");
+
+// One registered data set as the catalogue lists it.
+struct Entry {
+    std::string name;  // data name (diagnostics)
+    int shot = 0;
+    int subshot = 0;
+    std::string filename;  // on the service
+    std::string filedate;  // "YYYY-MM-DD hh:mm:ss"
+    std::string user;      // account that registered it
+    std::string summary;
+    std::int64_t size = 0;  // bytes of the stored archive
+    std::string server;
+    std::string directory;
+};
+
+struct SearchQuery {
+    std::vector<std::string> names;  // data names; empty: every name
+    int firstShot = 0;               // 0: open
+    int lastShot = 0;                // 0: open
+    int subshot = 0;                 // 0: every sub-shot
+    std::string user;                // empty: every account
+    int limit = 0;                   // 0: as many as the service gives
+};
+
+struct NameCount {
+    std::string name;
+    int entries = 0;
+};
+
+struct ShotCount {
+    int shot = 0;
+    int entries = 0;
+};
+
+struct FetchFileOptions {
+    bool keepArchive = false;  // write the zip archive as the service holds it
+    bool overwrite = false;    // replace an existing file (atomically) instead of refusing
+    Progress progress;
+};
+
+struct RegisterOptions {
+    Progress progress;  // per block sent, total = the archive's size
+    // registerRecord: digits after the point in the text file sent; 6 is what AnaData::regist()
+    // writes, 16 keeps every bit of a double.
+    int precision = 6;
+};
+
+struct BatchOptions {
+    int jobs = 8;       // transfers at once
+    Progress progress;  // per item finished, total = number of items
+};
+
+// One item of a batch: the record or file on success, the error otherwise.
+struct FetchOutcome {
+    int shot = 0;
+    std::optional<qx::AnaData> record;  // fetchMany
+    std::string path;                   // fetchFiles
+    std::optional<Error> error;
+    bool ok() const { return !error.has_value(); }
+};
+
+class ANADATA_API Session {
+public:
+    // No connection is made until the first operation.
+    // Throws Error(transport) when the endpoint is not an http:// or https:// URL.
+    explicit Session(SessionOptions options);
+    // The session of the settings file (see loadSettings). Throws Error(local_io).
+    static Session fromSettings(const std::string& path = "");
+
+    // The options, with the password as it is now.
+    SessionOptions options() const;
+
+    // --- Data sets ---
+
+    // Downloads, inflates and reads the data set into memory, streamed, without any file.
+    // Throws Error: not_found, format (not a record or not an archive), protocol, transport, ...
+    qx::AnaData fetch(const std::string& name, int shot, int subshot = 1, const Progress& progress = {}) const;
+    // Downloads the data set to `path`, or into `path` under the service's file name (less ".zip"
+    // unless keepArchive) when path is a directory. Returns the path written. Throws
+    // Error(local_io) when the target exists and overwrite is off, or cannot be written.
+    std::string fetchFile(const std::string& name, int shot, int subshot, const std::string& path,
+                          const FetchFileOptions& options = {}) const;
+    // Registers the record under its own name, shot and sub-shot (0 registers 1) with its comment
+    // as summary, replacing an earlier entry of this account, as AnaData::regist() does.
+    void registerRecord(const qx::AnaData& record, const RegisterOptions& options = {}) const;
+    // Registers the data file at path as (name, shot, subshot) with its header summary, as
+    // AnaData::regist(...) does. Throws Error(format) when its header cannot be read.
+    void registerFile(const std::string& path, const std::string& name, int shot, int subshot,
+                      const RegisterOptions& options = {}) const;
+    // Deletes the data set. Throws Error(not_found), Error(unauthorized), ...
+    void remove(const std::string& name, int shot, int subshot = 1) const;
+
+    // --- Batches ---
+
+    // Fetches one data name over many shots, `jobs` at a time. Returns one outcome per shot, in
+    // the order given; a failed item (a missing shot: not_found) does not stop the others. Only a
+    // cancel (Error(cancelled)) or a failure that would fail every item before it starts throws.
+    std::vector<FetchOutcome> fetchMany(const std::string& name, const std::vector<int>& shots, int subshot = 1,
+                                        const BatchOptions& options = {}) const;
+    // The same into files in `directory`, under the service's file names (never overwriting).
+    std::vector<FetchOutcome> fetchFiles(const std::string& name, const std::vector<int>& shots, int subshot,
+                                         const std::string& directory, const BatchOptions& options = {}) const;
+
+    // --- Catalogue ---
+
+    std::vector<Entry> search(const SearchQuery& query) const;
+    std::vector<std::string> names() const;
+    std::vector<NameCount> counts() const;
+    // Entry counts of `name` around `shot`, as the service's getNumEntry gives them.
+    std::vector<ShotCount> entryCounts(const std::string& name, int shot, int range) const;
+
+    // --- Experiment log ---
+
+    std::vector<std::string> explogColumns() const;
+    // The row of `shot`, one text per column. Throws Error(not_found) for an unknown shot.
+    std::vector<std::string> explogRow(int shot) const;
+    // Throws Error(not_found) for an unknown shot or column (the message says which).
+    std::string explogValue(int shot, const std::string& column) const;
+
+    // --- Account ---
+
+    // Changes the account's password from the session's to newPassword; later operations of
+    // this session (and its copies) use the new one.
+    void changePassword(const std::string& newPassword) const;
+
+    struct Impl;
+
+private:
+    std::shared_ptr<Impl> impl_;
+};
+
+}  // namespace anadata
+
+#endif

@@ -1,0 +1,183 @@
+// Fetching a data set into memory (download, inflate and parse as one stream) or into a file.
+#include "transfers.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <istream>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "byte_pipe.h"
+#include "temporary_file.h"
+#include "zip_error.h"
+#include "zip_stream_reader.h"
+
+namespace anadata::detail {
+
+namespace {
+
+// Thrown into the download when the reader on the other end of the pipe has stopped; the
+// reader's own error then explains why.
+struct ReaderStopped {};
+
+// The service's file name as a plain name for a local file; a name that is none falls back to
+// the one the qx:: interface gives records.
+std::string localName(const std::string& serverName, const DataSetRef& ref, bool keepArchive) {
+    std::string name = serverName;
+    if (name.empty() || name == "." || name == ".." || name == ".zip")
+        name = ref.name + "@" + std::to_string(ref.shot) + "-" + std::to_string(ref.subshot) + ".dat.zip";
+    if (!keepArchive && name.size() > 4) name.erase(name.size() - 4);  // the service's names end in ".zip"
+    return name;
+}
+
+bool isDirectory(const std::string& path) {
+    struct stat info;
+    return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+std::string directoryOf(const std::string& path) {
+    const auto slash = path.rfind('/');
+    if (slash == std::string::npos) return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string errnoText() {
+    return std::strerror(errno);
+}
+
+// A file under a temporary name beside its target, renamed onto the target at the end and
+// removed on every other path.
+class StagedFile {
+public:
+    StagedFile(const std::string& target, bool overwrite) : target_(target), overwrite_(overwrite) {
+        if (!overwrite_ && access(target_.c_str(), F_OK) == 0)
+            throw Error(ErrorCode::local_io, target_ + ": exists (not overwritten)");
+        fd_ = createUniqueFile(directoryOf(target_), ".anadata-", 0666, staged_);
+        if (fd_ < 0) throw Error(ErrorCode::local_io, "cannot create a file in " + directoryOf(target_) + ": " + errnoText());
+    }
+    ~StagedFile() {
+        if (fd_ >= 0) close(fd_);
+        if (!staged_.empty()) unlink(staged_.c_str());
+    }
+    StagedFile(const StagedFile&) = delete;
+    StagedFile& operator=(const StagedFile&) = delete;
+
+    void write(const char* data, std::size_t size) {
+        while (size > 0) {
+            const ssize_t n = ::write(fd_, data, size);
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) throw Error(ErrorCode::local_io, "cannot write " + target_ + ": " + errnoText());
+            data += n;
+            size -= static_cast<std::size_t>(n);
+        }
+    }
+
+    void commit() {
+        const int fd = fd_;
+        fd_ = -1;
+        if (close(fd) != 0) throw Error(ErrorCode::local_io, "cannot write " + target_ + ": " + errnoText());
+        // Without overwrite, a file that appeared meanwhile is not replaced either.
+        const int moved = overwrite_ ? std::rename(staged_.c_str(), target_.c_str())
+                                     : renameat2(AT_FDCWD, staged_.c_str(), AT_FDCWD, target_.c_str(), RENAME_NOREPLACE);
+        if (moved != 0) {
+            const std::string reason = errno == EEXIST ? "exists (not overwritten)" : errnoText();
+            throw Error(ErrorCode::local_io, target_ + ": " + reason);
+        }
+        staged_.clear();
+    }
+
+private:
+    std::string target_;
+    bool overwrite_;
+    std::string staged_;
+    int fd_ = -1;
+};
+
+}  // namespace
+
+qx::AnaData fetchRecord(Session::Impl& impl, const DataSetRef& ref, ArchiveLength length,
+                        const TransferControl& control) {
+    const std::string what = "fetch " + ref.text();
+    BytePipe pipe;
+    qx::AnaData record;
+    std::string parseFailure;
+    // The reader parses on its own thread while this one downloads and inflates.
+    std::thread reader([&] {
+        try {
+            std::istream in(&pipe);
+            in >> record;
+        } catch (const qx::clsException& e) {
+            parseFailure = e.getMessage();
+        } catch (const std::exception& e) {
+            parseFailure = e.what();
+        }
+        pipe.abandon();
+    });
+    std::exception_ptr downloadFailure;
+    try {
+        ZipStreamReader unzip([&](const char* data, std::size_t size) {
+            if (!pipe.write(data, size)) throw ReaderStopped{};
+        });
+        downloadArchive(impl, ref, length, control, nullptr,
+                        [&](const unsigned char* data, std::size_t size) { unzip.feed(data, size); });
+        unzip.finish();
+    } catch (const ReaderStopped&) {
+    } catch (const ZipError& e) {
+        downloadFailure = std::make_exception_ptr(Error(ErrorCode::format, what + ": " + e.what()));
+    } catch (...) {
+        downloadFailure = std::current_exception();
+    }
+    pipe.close();
+    reader.join();
+    if (downloadFailure) std::rethrow_exception(downloadFailure);
+    if (!parseFailure.empty()) throw Error(ErrorCode::format, what + ": " + parseFailure);
+    return record;
+}
+
+std::string fetchToFile(Session::Impl& impl, const DataSetRef& ref, const std::string& path,
+                        const FetchFileOptions& options, ArchiveLength length, const TransferControl& control) {
+    const std::string what = "fetch " + ref.text();
+    const bool intoDirectory = isDirectory(path);
+    std::string target;
+    std::unique_ptr<StagedFile> file;
+    std::unique_ptr<ZipStreamReader> unzip;
+    auto onPath = [&](const std::string& serverName) {
+        target = intoDirectory ? path + "/" + localName(serverName, ref, options.keepArchive) : path;
+        file = std::make_unique<StagedFile>(target, options.overwrite);
+        if (!options.keepArchive)
+            unzip = std::make_unique<ZipStreamReader>(
+                [&](const char* data, std::size_t size) { file->write(data, size); });
+    };
+    try {
+        downloadArchive(impl, ref, length, control, onPath, [&](const unsigned char* data, std::size_t size) {
+            if (unzip)
+                unzip->feed(data, size);
+            else
+                file->write(reinterpret_cast<const char*>(data), size);
+        });
+        if (unzip) unzip->finish();
+    } catch (const ZipError& e) {
+        throw Error(ErrorCode::format, what + ": " + e.what());
+    }
+    file->commit();
+    return target;
+}
+
+}  // namespace anadata::detail
+
+namespace anadata {
+
+qx::AnaData Session::fetch(const std::string& name, int shot, int subshot, const Progress& progress) const {
+    return detail::fetchRecord(*impl_, {name, shot, subshot}, {}, {&progress, nullptr});
+}
+
+std::string Session::fetchFile(const std::string& name, int shot, int subshot, const std::string& path,
+                               const FetchFileOptions& options) const {
+    return detail::fetchToFile(*impl_, {name, shot, subshot}, path, options, {}, {&options.progress, nullptr});
+}
+
+}  // namespace anadata

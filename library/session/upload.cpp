@@ -1,0 +1,212 @@
+// Registering a record or a data file: the archive made in memory on all cores, then sent in blocks.
+#include "transfers.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <ostream>
+
+#include "FileDate.h"
+#include "TavolenSoapClient.h"
+#include "anadata_util.h"
+#include "explog.h"
+#include "soapH.h"
+#include "zip_error.h"
+#include "zip_writer.h"
+
+namespace anadata::detail {
+
+namespace {
+
+// Sends what a text writer puts into an ostream on to the zip writer, in large pieces.
+class ZipStreamBuf : public std::streambuf {
+public:
+    explicit ZipStreamBuf(ZipWriter& zip) : zip_(zip), buffer_(1u << 20) { setp(buffer_.data(), buffer_.data() + buffer_.size()); }
+
+    // The stream hides exceptions of its buffer behind badbit; they are kept here instead.
+    void rethrow() const {
+        if (failure_) std::rethrow_exception(failure_);
+    }
+
+protected:
+    int_type overflow(int_type c) override {
+        if (!drain()) return traits_type::eof();
+        if (!traits_type::eq_int_type(c, traits_type::eof())) {
+            *pptr() = traits_type::to_char_type(c);
+            pbump(1);
+        }
+        return traits_type::not_eof(c);
+    }
+    int sync() override { return drain() ? 0 : -1; }
+
+private:
+    bool drain() {
+        try {
+            zip_.write(pbase(), static_cast<std::size_t>(pptr() - pbase()));
+            setp(buffer_.data(), buffer_.data() + buffer_.size());
+            return true;
+        } catch (...) {
+            failure_ = std::current_exception();
+            return false;
+        }
+    }
+
+    ZipWriter& zip_;
+    std::vector<char> buffer_;
+    std::exception_ptr failure_;
+};
+
+DeflateOptions deflateOptions(const Session::Impl& impl) {
+    DeflateOptions options;
+    options.threads = static_cast<unsigned>(std::max(0, impl.options.compressionThreads));
+    return options;
+}
+
+// What a registration announces besides the archive.
+struct Registration {
+    std::string what;     // for messages
+    std::string diag;
+    int shot = 0;
+    int subshot = 1;
+    std::string zipName;  // the data file's name + ".zip"
+    std::string summary;
+};
+
+// The begin / blocks / end conversation on one connection; a failed or cancelled upload is
+// aborted, so that the service does not keep its staged bytes.
+void upload(Session::Impl& impl, const Registration& r, const std::vector<char>& archive, const Progress& progress) {
+    const auto [account, password] = impl.credentials();
+    const std::string date = catalogueDate(std::time(nullptr));
+    auto lease = impl.pool.acquire();
+    const auto& settings = impl.pool.settings();
+    const std::string& endpoint = impl.options.endpoint;
+
+    std::string key;
+    callService(lease, settings, r.what, ErrorCode::refused, [&](struct soap* soap) {
+        ns__TavolenInfo info;
+        info.diagnostics = text(r.diag);
+        info.filename = text(r.zipName);
+        info.filedate = text(date);
+        info.userid = text(account);
+        info.summary = text(r.summary);
+        info.shotno = r.shot;
+        info.subshotno = r.subshot;
+        info.filelen = static_cast<int>(archive.size());
+        char* session = nullptr;
+        const int status = soap_call_ns__beginTavolenDataRegistration(soap, text(endpoint), nullptr, text(account),
+                                                                      text(password), true, info, session);
+        key = session != nullptr ? session : "";
+        return status;
+    });
+    try {
+        const TransferControl control{&progress, nullptr};
+        std::size_t sent = 0;
+        while (sent < archive.size()) {
+            const std::size_t n = std::min<std::size_t>(archive.size() - sent, TavolenSoapClient::BLOCK_SIZE);
+            callService(lease, settings, r.what, ErrorCode::refused, [&](struct soap* soap) {
+                ns__Binary block;
+                block.__ptr = reinterpret_cast<unsigned char*>(const_cast<char*>(archive.data() + sent));
+                block.__size = static_cast<int>(n);
+                int ret = 0;  // the status decides, as in the qx:: client
+                return soap_call_ns__putData(soap, text(endpoint), nullptr, text(key), block, ret);
+            });
+            sent += n;
+            checkProgress(control, r.what, sent, archive.size());
+        }
+        callService(lease, settings, r.what, ErrorCode::refused, [&](struct soap* soap) {
+            int ret = 0;
+            return soap_call_ns__endTavolenDataRegistration(soap, text(endpoint), nullptr, text(key), ret);
+        });
+    } catch (...) {
+        // Best effort on a fresh connection; the error that stopped the upload is the one to report.
+        soap_force_closesock(lease.soap());
+        int ret = 0;
+        soap_call_ns__abortTavolenDataRegistration(lease.soap(), text(endpoint), nullptr, text(key), ret);
+        throw;
+    }
+}
+
+std::vector<char> checkedArchive(const std::string& what, const std::function<void(ZipWriter&)>& fill,
+                                 const std::string& entryName, const DeflateOptions& options) {
+    std::vector<char> archive;
+    try {
+        ZipWriter zip(entryName, [&](const char* data, std::size_t size) { archive.insert(archive.end(), data, data + size); },
+                      options);
+        fill(zip);
+        zip.finish();
+    } catch (const ZipError& e) {
+        throw Error(ErrorCode::format, what + ": " + e.what());
+    }
+    if (archive.size() > 0x7fffffffu) throw Error(ErrorCode::format, what + ": the archive is larger than 2 GiB");
+    return archive;
+}
+
+}  // namespace
+
+}  // namespace anadata::detail
+
+namespace anadata {
+
+void Session::registerRecord(const qx::AnaData& record, const RegisterOptions& options) const {
+    detail::Registration r;
+    r.diag = record.getDiagnostics();
+    r.shot = record.getShotNo();
+    r.subshot = record.getSubNo() == 0 ? 1 : record.getSubNo();  // the service files sub-shot 0 as 1
+    std::string file = r.diag + "@" + std::to_string(r.shot);
+    if (record.getSubNo() != 0) file += "-" + std::to_string(record.getSubNo());
+    file += ".dat";
+    r.zipName = file + ".zip";
+    r.summary = record.getComment();
+    r.what = "register " + detail::dataSetName(r.diag, r.shot, r.subshot);
+
+    const auto archive = detail::checkedArchive(
+        r.what,
+        [&](detail::ZipWriter& zip) {
+            detail::ZipStreamBuf buffer(zip);
+            std::ostream out(&buffer);
+            out.precision(options.precision);
+            try {
+                out << record;
+            } catch (const qx::clsException& e) {
+                throw Error(ErrorCode::format, r.what + ": " + e.getMessage());
+            }
+            out.flush();
+            buffer.rethrow();
+        },
+        file, detail::deflateOptions(*impl_));
+    detail::upload(*impl_, r, archive, options.progress);
+}
+
+void Session::registerFile(const std::string& path, const std::string& name, int shot, int subshot,
+                           const RegisterOptions& options) const {
+    detail::Registration r;
+    r.diag = name;
+    r.shot = shot;
+    r.subshot = subshot == 0 ? 1 : subshot;
+    r.what = "register " + path + " as " + detail::dataSetName(name, shot, r.subshot);
+    std::string date, time;
+    try {
+        qx::getSummary(path, r.summary, date, time);
+    } catch (int) {
+        throw Error(ErrorCode::format, r.what + ": the file's header cannot be read");
+    }
+    const std::string file = qx::getFileName(path.c_str());
+    r.zipName = file + ".zip";
+
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw Error(ErrorCode::local_io, r.what + ": cannot open " + path + ": " + std::strerror(errno));
+    const auto archive = detail::checkedArchive(
+        r.what,
+        [&](detail::ZipWriter& zip) {
+            std::vector<char> chunk(1u << 20);
+            while (in.read(chunk.data(), static_cast<std::streamsize>(chunk.size())) || in.gcount() > 0)
+                zip.write(chunk.data(), static_cast<std::size_t>(in.gcount()));
+            if (in.bad()) throw Error(ErrorCode::local_io, r.what + ": cannot read " + path);
+        },
+        file, detail::deflateOptions(*impl_));
+    detail::upload(*impl_, r, archive, options.progress);
+}
+
+}  // namespace anadata
