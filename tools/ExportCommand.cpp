@@ -96,15 +96,19 @@ void addExportCommand(CLI::App& app, const GlobalOptions& globals) {
         }
         const Table table(record, "export " + source);
         writeAtomically(o->output, o->force, [&](std::ostream& out) {
-            if (o->csv)
-                writeCsv(table, out);
-            else if (npz)
-                writeNpz(table, out);
-            else
-                writeNpyTable(table, out);
+            try {
+                if (o->csv)
+                    writeCsv(table, out);
+                else if (npz)
+                    writeNpz(table, out);
+                else
+                    writeNpyTable(table, out);
+            } catch (const ToolError& e) {
+                throw ToolError(e.status(), "export " + o->output + ": " + e.what());
+            }
         });
-        std::cout << "exported " << source << " -> " << o->output << " (" << table.rows() << " points, "
-                  << table.dimensions().size() << " dimensions, " << table.values().size() << " values)\n";
+        std::cout << "exported " << source << " -> " << o->output << " (" << table.rows() << " points x "
+                  << table.width() << " columns)\n";
     });
 }
 

@@ -8,12 +8,14 @@
 #include <vector>
 
 #include "StoredZip.h"
+#include "ToolError.h"
 
 namespace tool {
 
 namespace {
 
 constexpr std::size_t maxNameBytes = 200;  // of an array name, before ".npy"
+constexpr std::size_t maxDimensions = 32;  // of a numpy array
 
 std::string shapeText(const std::vector<std::size_t>& shape) {
     std::string text = "(";
@@ -95,6 +97,9 @@ void writeNpyTable(const Table& table, std::ostream& out) {
 }
 
 void writeNpz(const Table& table, std::ostream& out) {
+    if (table.shape().size() > maxDimensions)
+        throw ToolError(exitFile, "numpy arrays have at most " + std::to_string(maxDimensions) +
+                                      " dimensions; write one .npy table instead");
     StoredZip zip(out);
     std::set<std::string> taken;
     for (std::size_t d = 0; d < table.dimensions().size(); ++d) {

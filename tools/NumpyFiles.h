@@ -13,7 +13,7 @@ void writeNpyTable(const Table& table, std::ostream& out);
 
 // An uncompressed .npz: each dimension as a 1-D array, each value column shaped to the grid
 // (row-major), named after the columns made into file names (unsafe bytes become '_', a
-// repeated name gets "_2", "_3", ...). Throws ToolError (exitFile) beyond 4 GiB.
+// repeated name gets "_2", "_3", ...). Throws ToolError (exitFile) beyond 4 GiB or 32 dimensions.
 void writeNpz(const Table& table, std::ostream& out);
 
 }  // namespace tool
