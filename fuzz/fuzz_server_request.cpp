@@ -1,19 +1,26 @@
 // libFuzzer target: the reference service answering one arbitrary request (HTTP head, envelope,
-// every operation's arguments, the block decoder) against an empty store with an experiment log.
+// every operation's arguments, the block decoder) on a connection, as its threads serve them.
+//
+// The request goes through the connection code the server runs for plain HTTP (non-blocking socket,
+// head and request deadlines, the raw fault for a broken request) over a socket pair, against a
+// store with one account (analyst/secret, as in the seeds) and an experiment log. Login locks are
+// short so that both locked and checked logins occur; per-account session and staging limits are
+// small and sessions are dropped after each input, so that refusals and releases occur too. The
+// audit trail goes to /dev/null. Not covered: the TLS handshake and records.
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 
+#include <sys/socket.h>
 #include <unistd.h>
 
-#include "Catalogue.h"
-#include "MessageLimits.h"
+#include "Connection.h"
 #include "Service.h"
 #include "fuzz_gsoap_suppressions.h"
-#include "soapH.h"
 
 namespace {
 
@@ -24,21 +31,36 @@ struct Fixture {
         if (!mkdtemp(pattern)) std::abort();
         dir = pattern;
         std::istringstream csv("shotno,date,energy\n1234,2009/03/07,1.5\n1235,2009/03/08,2.5\n");
-        service = std::make_unique<Service>(dir + "/store", UploadLimits{}, ServiceLimits{},
-                                            ExperimentLog::parse(csv));
-        catalogue = std::make_unique<Catalogue>(service->store.cataloguePath());
-        context = {service.get(), catalogue.get()};
+        UploadLimits uploads;
+        uploads.maxSessions = 16;
+        uploads.maxSessionsPerAccount = 4;
+        uploads.maxStagingBytesPerAccount = 1 << 20;
+        uploads.idleTimeout = std::chrono::seconds(0);
+        ServiceLimits limits;
+        limits.operations = 1;
+        limits.logins = LoginLimits{3, 6, std::chrono::seconds(1), std::chrono::seconds(1)};
+        service = std::make_unique<Service>(dir + "/store", uploads, limits, ExperimentLog::parse(csv));
+        service->audit = std::make_unique<AuditLog>("/dev/null");
+        {
+            CataloguePool::Lease catalogue(service->catalogues);
+            service->accounts.set(*catalogue, "analyst", "secret");
+        }
+        ConnectionLimits connection;
+        connection.ioSeconds = 1;
+        connection.headSeconds = 1;
+        connection.requestSeconds = 2;
+        connection.maxMessage = 1 << 20;
+        server = std::make_unique<ConnectionServer>(*service, connection, nullptr);
     }
     ~Fixture() {
-        catalogue.reset();
+        server.reset();
         service.reset();
         std::error_code ignored;
         std::filesystem::remove_all(dir, ignored);
     }
     std::string dir;
     std::unique_ptr<Service> service;
-    std::unique_ptr<Catalogue> catalogue;
-    RequestContext context{};
+    std::unique_ptr<ConnectionServer> server;
 };
 
 Fixture& fixture() {
@@ -49,22 +71,25 @@ Fixture& fixture() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    // The operations find their context through the first member of what the user pointer points to.
-    struct Holder {
-        RequestContext* context;
-    } holder{&fixture().context};
-    std::istringstream in(std::string(reinterpret_cast<const char*>(data), size));
-    std::ostringstream out;
-    struct soap* soap = soap_new();
-    limitIncomingMessages(soap, 1 << 20);
-    soap->maxlevel = 32;
-    soap->maxoccurs = 100000;
-    soap->user = &holder;
-    soap->is = &in;
-    soap->os = &out;
-    soap_serve(soap);
-    soap_destroy(soap);
-    soap_end(soap);
-    soap_free(soap);
+    Fixture& f = fixture();
+    int pair[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0) std::abort();
+    // The client: sends the input, then takes the answer until the server closes its end.
+    std::thread client([&] {
+        size_t done = 0;
+        while (done < size) {
+            ssize_t n = send(pair[0], data + done, size - done, MSG_NOSIGNAL);
+            if (n <= 0) break;
+            done += static_cast<size_t>(n);
+        }
+        shutdown(pair[0], SHUT_WR);
+        char buf[65536];
+        while (read(pair[0], buf, sizeof buf) > 0) {
+        }
+        close(pair[0]);
+    });
+    f.server->serve(pair[1]);
+    client.join();
+    f.service->sessions.reapIdle();
     return 0;
 }
