@@ -6,7 +6,7 @@ from .errors import FormatError
 
 
 def _attrs(unit):
-    return {"units": unit} if unit else {}
+    return {"units": unit.strip()} if unit.strip() else {}
 
 
 def to_xarray(rec):

@@ -5,11 +5,12 @@ MAX_LINES = 8
 
 
 def label(name, unit):
-    return f"{name} [{unit}]" if unit else name
+    return f"{name} [{unit.strip()}]" if unit.strip() else name
 
 
 def title(rec):
-    return f"{rec.name}   shot {rec.shot}/{rec.subshot}   {rec.date}"
+    shot = f"{rec.shot}/{rec.subshot}" if rec.subshot > 1 else str(rec.shot)  # text files carry no sub-shot
+    return f"{rec.name}   shot {shot}   {rec.date}"
 
 
 def draw(rec, figure=None):
@@ -32,11 +33,11 @@ def draw(rec, figure=None):
     cut = (Ellipsis,) + (0,) * (len(dims) - 2) if len(dims) > 2 else (Ellipsis,)
     x = dims[0]
     if len(dims) == 1:
-        units = list(dict.fromkeys(column.unit for column in values))
+        units = list(dict.fromkeys(column.unit.strip() for column in values))
         axes = figure.subplots(len(units), 1, sharex=True, squeeze=False)[:, 0]
         for ax, unit in zip(axes, units):
             for column in values:
-                if column.unit == unit:
+                if column.unit.strip() == unit:
                     ax.plot(x.data, column.data, label=column.name)
             ax.set_ylabel(unit)
             ax.legend(loc="best", fontsize="small")
@@ -47,7 +48,7 @@ def draw(rec, figure=None):
             data = column.data[cut]
             if len(y.data) <= MAX_LINES:
                 for j, coordinate in enumerate(y.data):
-                    ax.plot(x.data, data[:, j], label=f"{y.name} = {coordinate:g}{' ' + y.unit if y.unit else ''}")
+                    ax.plot(x.data, data[:, j], label=f"{y.name} = {coordinate:g} {y.unit.strip()}".rstrip())
                 ax.set_ylabel(label(column.name, column.unit))
                 ax.legend(loc="best", fontsize="small")
             else:
