@@ -11,6 +11,8 @@
 
 #include "TavolenSoapClient.h"
 #include "anadata_util.h"
+#include "data_download.h"
+#include "../util/zip_support.h"
 
 namespace qx {
 
@@ -51,8 +53,9 @@ void appendStrings(const ns__StringArray& items, std::vector<std::string>& out) 
 
 }  // namespace
 
-bool clsAnaDataAccess::Get(const char* diag, int shot, int subshot, std::string& file, const char* dir,
-                           bool keepArchive) {
+bool downloadDataSet(const char* diag, int shot, int subshot, std::string& file, const char* dir, bool keepArchive,
+                     bool& written) {
+    written = false;
     bool renameTo = !file.empty();
     std::string directory = dir != nullptr && *dir != '\0' ? dir : ".";
     std::string tempPath;
@@ -63,7 +66,7 @@ bool clsAnaDataAccess::Get(const char* diag, int shot, int subshot, std::string&
     std::string serverName;
     bool fetched;
     {
-        TavolenSoapClient client(endpoint.c_str());
+        TavolenSoapClient client(clsAnaDataAccess::endpoint.c_str());
         fetched = client.getData(diag, shot, subshot, serverName, directory.c_str(), tmpName.c_str());
     }
     if (!fetched) {
@@ -78,13 +81,19 @@ bool clsAnaDataAccess::Get(const char* diag, int shot, int subshot, std::string&
         file = dirSlash + serverName.substr(0, serverName.size() >= 4 ? serverName.size() - 4 : 0);
 
     if (!keepArchive)
-        unzip(tempPath, file);
+        unzipReporting(tempPath, file, written);
     else if (renameTo)
-        MoveFile(tempPath.c_str(), file.c_str());
+        written = MoveFile(tempPath.c_str(), file.c_str());
     else
-        MoveFile(tempPath.c_str(), serverName.c_str());  // the current directory, not dir
+        written = MoveFile(tempPath.c_str(), serverName.c_str());  // the current directory, not dir
     unlink(tempPath.c_str());
     return true;
+}
+
+bool clsAnaDataAccess::Get(const char* diag, int shot, int subshot, std::string& file, const char* dir,
+                           bool keepArchive) {
+    bool written;
+    return downloadDataSet(diag, shot, subshot, file, dir, keepArchive, written);
 }
 
 bool clsAnaDataAccess::Regist(const char* dir, const char* file, const char* diag, int shot, int subshot,

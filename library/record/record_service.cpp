@@ -10,6 +10,7 @@
 
 #include "anadata_util.h"
 #include "clsAnaDataAccess.h"
+#include "../access/data_download.h"
 #include "explog.h"
 
 namespace qx {
@@ -43,12 +44,16 @@ AnaData AnaData::retrieve(const char* diag, int shot, int subshot, bool keepArch
     FileRemover removeReserved(reserved);
 
     std::string name = getFileName(reserved);
-    if (!clsAnaDataAccess().Get(diag, shot, subshot, name, "/tmp", keepArchive)) throw AnaDataException("Not found.");
+    clsAnaDataAccess access;  // loads the settings on first use
+    bool written = false;
+    if (!downloadDataSet(diag, shot, subshot, name, "/tmp", keepArchive, written)) throw AnaDataException("Not found.");
 
-    // An archive that did not unpack leaves the reserved file empty; like a file that does not
-    // open, that gives the default record rather than an error.
+    // An archive that did not unpack creates no file, which gives the default record; the
+    // reserved name exists all the same, so only `written` tells the two apart. A registered
+    // file that is empty unpacks into an empty file, which the reader refuses.
+    if (!written) return rec;
     std::ifstream in(name, std::ios::binary);
-    if (in.is_open() && in.peek() != std::ifstream::traits_type::eof()) in >> rec;
+    if (in.is_open()) in >> rec;
     return rec;
 }
 

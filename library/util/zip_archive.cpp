@@ -48,7 +48,7 @@ int copyEntryData(unzFile archive, std::FILE* out, uLong declaredSize, int statu
     return status;
 }
 
-int extractCurrentEntry(unzFile archive, const std::string& zipPath, const std::string& outPath) {
+int extractCurrentEntry(unzFile archive, const std::string& zipPath, const std::string& outPath, bool& created) {
     char storedName[256];
     unz_file_info info;
     int status = unzGetCurrentFileInfo(archive, &info, storedName, sizeof storedName, nullptr,
@@ -64,6 +64,7 @@ int extractCurrentEntry(unzFile archive, const std::string& zipPath, const std::
 
     // An output that is the archive itself is treated as one that cannot be created.
     std::FILE* out = sameFile(zipPath, outPath) ? nullptr : std::fopen(outPath.c_str(), "wb");
+    created = out != nullptr;
     if (out != nullptr) {
         status = copyEntryData(archive, out, info.uncompressed_size, status);
         if (std::fclose(out) != 0 && status == zipstatus::ok) {
@@ -150,11 +151,17 @@ int minizip(std::string zipPath, std::string filePath) {
     return status;
 }
 
-int unzip(std::string zipPath, std::string outPath) {
+int unzipReporting(const std::string& zipPath, const std::string& outPath, bool& created) {
+    created = false;
     unzFile archive = unzOpen(zipPath.c_str());
-    int status = extractCurrentEntry(archive, zipPath, outPath);
+    int status = extractCurrentEntry(archive, zipPath, outPath, created);
     if (archive != nullptr) unzClose(archive);
     return status;
+}
+
+int unzip(std::string zipPath, std::string outPath) {
+    bool created;
+    return unzipReporting(zipPath, outPath, created);
 }
 
 }  // namespace qx

@@ -2,6 +2,8 @@
 #ifndef ANADATA_UTIL_ZIP_SUPPORT_H
 #define ANADATA_UTIL_ZIP_SUPPORT_H
 
+#include <string>
+
 #include <unzip.h>
 #include <zip.h>
 
@@ -10,6 +12,10 @@ namespace qx {
 // Fills in the time stamp of a new archive entry. Deliberately leaves both untouched and
 // returns 0: entries carry the all-zero date so that archives of equal files are equal.
 int filetime(const char* name, tm_zip* date, unsigned long* dosDate);
+
+// unzip, also telling whether the output file was written at all: false when the first entry
+// could not be read (the archive did not unpack) or the output could not be created.
+int unzipReporting(const std::string& zipPath, const std::string& outPath, bool& created);
 
 // The minizip status codes the zip functions produce or test for, under one name each.
 namespace zipstatus {

@@ -41,21 +41,12 @@ TEST_F(Settings, SearchOrderIsVariableThenHomeThenSystem) {
     clsAnaDataAccess second;
     clsAnaDataAccess third(home.file("other.ini").c_str());
     EXPECT_EQ(clsAnaDataAccess::user, "from-home");  // read once per process
-}
-
-TEST_F(Settings, VariableWinsOverHome) {
-    settings(".client2.ini", "[tserver]\naccount=from-home\n");
-    ::setenv("CLIENT_INI2", settings("named.ini", "[tserver]\naccount=named\n").c_str(), 1);
-    clsAnaDataAccess access;
-    EXPECT_EQ(clsAnaDataAccess::user, "named");
-    EXPECT_EQ(std::string(INITFILE), ".client2.ini");
-    EXPECT_EQ(std::string(qx::REGISTORY), "Software\\client_ini");
+    EXPECT_EQ(std::string(INITFILE) + " " + qx::REGISTORY, ".client2.ini Software\\client_ini");
 }
 
 TEST_F(Settings, NoFileAnywhereIsReportedAndSearchedAgain) {
     if (::access("/etc/client2.ini", F_OK) == 0)
         GTEST_SKIP() << "/etc/client2.ini exists on this machine; the not-found path cannot be tested";
-    ::mkdir(home.file(".client2.ini").c_str(), 0755);  // a directory is no settings file
     testing::internal::CaptureStderr();
     clsAnaDataAccess first;
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "ini file Not found.\n");
@@ -109,5 +100,17 @@ TEST_F(Settings, SectionsPrefixesAndQuotes) {
     EXPECT_EQ(clsAnaDataAccess::user, "account");
     EXPECT_EQ(clsAnaDataAccess::getPage(), "");
     EXPECT_FALSE(clsAnaDataAccess::iniload(home.file("missing.ini").c_str()));
-    EXPECT_FALSE(clsAnaDataAccess::iniload(home.path().c_str()));
+}
+
+// The variable's place wins over HOME's even when it holds nothing to read.
+TEST_F(Settings, SomethingThatOpensButIsNoRegularFileEndsTheSearchUnread) {
+    settings(".client2.ini", "[tserver]\naccount=from-home\n");
+    ::mkdir(home.file("dir").c_str(), 0755);
+    ::setenv("CLIENT_INI2", home.file("dir").c_str(), 1);
+    clsAnaDataAccess access;
+    EXPECT_TRUE(clsAnaDataAccess::isInitialized);
+    EXPECT_EQ(clsAnaDataAccess::user, "");  // never another account's file
+    const std::string fifo = home.file("fifo");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    for (const char* path : {"/dev/zero", fifo.c_str()}) EXPECT_TRUE(clsAnaDataAccess::iniload(path)) << path;
 }

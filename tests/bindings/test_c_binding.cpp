@@ -30,6 +30,42 @@ int sample() {
     return h;
 }
 
+std::vector<double> numbers(const double* p, int n) { return std::vector<double>(p, p + n); }
+
+// Every getter on a record that holds what sample() put in; `comment` is what its file format left.
+void expectSample(int h, const std::string& comment) {
+    char* text = nullptr;
+    const std::vector<std::pair<std::function<int()>, std::string>> texts = {
+        {[&] { return cAnaDataGetDiagnostics(h, &text); }, "te"},
+        {[&] { return cAnaDataGetDate(h, &text); }, "03/07/2009 14:05"},
+        {[&] { return cAnaDataGetComment(h, &text); }, comment},
+        {[&] { return cAnaDataGetDimName(h, 1, &text); }, "R"},
+        {[&] { return cAnaDataGetDimUnit(h, 0, &text); }, "s"},
+        {[&] { return cAnaDataGetDimUnit2(h, "R", &text); }, "m"},
+        {[&] { return cAnaDataGetValName(h, 1, &text); }, "ne"},
+        {[&] { return cAnaDataGetValUnit(h, 1, &text); }, "m-3"},
+        {[&] { return cAnaDataGetValUnit2(h, "Te", &text); }, "keV"}};
+    for (const auto& [call, expected] : texts) {
+        text = nullptr;
+        EXPECT_EQ(call(), 0) << expected;
+        EXPECT_EQ(text ? text : "<none>", expected);
+    }
+    int n[7];
+    for (int status : {cAnaDataGetShotnumber(h, &n[0]), cAnaDataGetSubnumber(h, &n[1]), cAnaDataGetDimNo(h, &n[2]),
+                       cAnaDataGetValnNo(h, &n[3]), cAnaDataGetDimSize(h, 1, &n[4]), cAnaDataGetDimSize2(h, "Time", &n[5]),
+                       cAnaDataGetValSize(h, &n[6])})
+        EXPECT_EQ(status, 0);
+    EXPECT_EQ(std::vector<int>(n, n + 7), (std::vector<int>{1234, 1234, 2, 2, 3, 2, 6}));  // sub-shot: the shot number
+    double b[4][6];
+    for (int status : {cAnaDataGetDimData(h, 1, b[0]), cAnaDataGetDimData2(h, "Time", b[1]),
+                       cAnaDataGetValData(h, b[2], 1), cAnaDataGetValData2(h, "Te", b[3])})
+        EXPECT_EQ(status, 0);
+    EXPECT_EQ(numbers(b[0], 3), numbers(radii, 3));
+    EXPECT_EQ(numbers(b[1], 2), numbers(times, 2));
+    EXPECT_EQ(numbers(b[2], 6), numbers(ne, 6));
+    EXPECT_EQ(numbers(b[3], 6), numbers(te, 6));
+}
+
 }  // namespace
 
 TEST(CBindingHandles, UnknownHandleGives1AndWritesNothing) {
@@ -107,6 +143,7 @@ TEST(CBindingRecord, NullArgumentsAndNegativeSizesAreRefused) {
                        cAnaDataNew(nullptr, 1, 1), cAnaDataLoad(nullptr, "x"), cAnaDataSave(h, nullptr, 0)})
         EXPECT_EQ(status, 3);  // the calls run in order, before the loop: the messages below follow it
     EXPECT_FALSE(cAnaDataIsDigit(nullptr));
+    EXPECT_TRUE(cAnaDataIsDigit("0123456789") && !cAnaDataIsDigit("12a") && cAnaDataIsDigit(""));
     EXPECT_EQ(GetCapturedStderr(),
               "cAnaDataGetDate: null argument\ncAnaDataGetDimUnit2: null argument\n"
               "cAnaDataSetDiagnostics_: null argument\ncAnaDataGetValData: null argument\n"
@@ -118,6 +155,24 @@ TEST(CBindingRecord, NullArgumentsAndNegativeSizesAreRefused) {
     EXPECT_EQ(h2, -1);
     // An empty column needs no data pointer.
     EXPECT_EQ(cAnaDataSetValData(h, 1, "v", "1", 0, nullptr), 0);
+}
+
+TEST(CBindingFiles, EveryGetterAnswersAlikeBeforeAndAfterBothFormatsAndNumbersAreNotReused) {
+    TempDir dir;
+    const int h = sample();
+    EXPECT_EQ(h, 0);  // the first handle of the process
+    expectSample(h, "");
+    int text = -1, dump = -1, n = 0;
+    ASSERT_EQ(cAnaDataSave(h, dir.file("r.txt").c_str(), 0) + cAnaDataSave(h, dir.file("r.dump").c_str(), 7), 0);
+    ASSERT_EQ(cAnaDataLoad(&text, dir.file("r.txt").c_str()) + cAnaDataLoad(&dump, dir.file("r.dump").c_str()), 0);
+    EXPECT_EQ(std::vector<int>({text, dump}), std::vector<int>({1, 2}));
+    expectSample(text, "\n\n");  // a text file adds an empty comment line before and after
+    expectSample(dump, "");
+    for (int handle : {h, h, text, dump}) EXPECT_EQ(cAnaDataRelease(handle), 0);  // a second release is harmless
+    EXPECT_EQ(cAnaDataGetDimNo(h, &n), 1);
+    EXPECT_EQ(cAnaDataLoad(&n, dir.file("missing").c_str()), 2);
+    EXPECT_EQ(cAnaDataNew(&n, 1, 1), 0);
+    EXPECT_EQ(n, 3);  // failed loads take no number and released ones are not handed out again
 }
 
 TEST(CBindingFiles, SaveWritesTextForMode0AndDumpOtherwise) {

@@ -1,5 +1,5 @@
-// The server half of the C and Fortran entry points against a running anadata-server: result
-// sets, inverted results, bounded copies, experiment-log quirks and the record round trip.
+// The server half of the C and Fortran entry points against a running anadata-server: status
+// codes, result sets, inverted results, bounded copies and experiment-log quirks.
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
@@ -35,25 +35,11 @@ protected:
     }
     void TearDown() override { expectNoLeftovers(diag, work); }
 
-    // A data file of 2 x 3 points written through the C entry points; returns its name in work.
-    std::string dataFile(int shot) {
-        const double t[2] = {0.5, 1.5}, r[3] = {3, 3.5, 4}, v[6] = {1, 2, 3, 4, 5, 6};
-        int h = -1;
-        const std::string name = diag + "@" + std::to_string(shot) + "-1.dat";
-        // The elements of a braced list run in order: h is set first, the file saved last.
-        for (int status : {cAnaDataNew(&h, 2, 1), cAnaDataSetDiagnostics_(h, diag.c_str()),
-                           cAnaDataSetShotNumber(h, shot), cAnaDataSetSubnumber(h, 1),
-                           cAnaDataSetdate(h, "03/07/2009 14:05"), cAnaDataSetDimData(h, 0, "Time", "s", 2, t),
-                           cAnaDataSetDimData(h, 1, "R", "m", 3, r), cAnaDataSetValData(h, 0, "Te", "keV", 6, v),
-                           cAnaDataSave(h, (work + "/" + name).c_str(), 0)})
-            EXPECT_EQ(status, 0);
-        cAnaDataRelease(h);
-        return name;
-    }
-
+    // Registers a small text data file as (diag, shot, 1); returns what cAnaDataRegistFile returns.
     int registFile(int shot, const char* pass = "wonder") {
-        return cAnaDataRegistFile(work.c_str(), dataFile(shot).c_str(), diag.c_str(), shot, 1, "", "made by cbind",
-                                  "alice", pass);
+        writeFile(work + "/f.dat", "# Name='" + diag + "'\n# ShotNo=1\n# Date='d'\n# DimNo=1\n# DimName='x'\n"
+                                   "# DimSize=1\n# DimUnit='s'\n# ValNo=1\n# ValName='v'\n# ValUnit='V'\n# [Data]\n1, 2\n");
+        return cAnaDataRegistFile(work.c_str(), "f.dat", diag.c_str(), shot, 1, "", "made by cbind", "alice", pass);
     }
 
     TempDir home;
@@ -76,6 +62,7 @@ TEST_F(CService, SearchRowsAreReadOneByOneAndPointIntoTheSet) {
     ASSERT_EQ(registFile(4100), 1);
     ASSERT_EQ(registFile(4102), 1);
     GetCapturedStderr();
+    EXPECT_EQ(cAnaDataGetPage() * 1000 + cAnaDataGetLimit(), 1100);  // page=1, limit=100 in the settings
     const char* names[] = {diag.c_str()};
     ResultSet_s set = cAnaDataSearch(names, 1, 4100, 4200, 0, "", cAnaDataGetLimit());
     ASSERT_EQ(set.type, 1);
@@ -83,32 +70,24 @@ TEST_F(CService, SearchRowsAreReadOneByOneAndPointIntoTheSet) {
     TavolenInfo_s row[2];
     for (int i = 0; i < 2; ++i) ASSERT_EQ(cAnaDataGetRow(set, i, &row[i]), 1);
     // Both rows' strings stay valid side by side until the set is released.
-    EXPECT_STREQ(row[0].diagnostics, diag.c_str());
-    EXPECT_STREQ(row[1].summary, "made by cbind");
-    EXPECT_STREQ(row[1].userid, "alice");
+    EXPECT_EQ(row[0].diagnostics + std::string("|") + row[1].summary + "|" + row[1].userid, diag + "|made by cbind|alice");
     EXPECT_GT(row[1].filelen, 0);
     EXPECT_THROW(cAnaDataGetRow(set, 2, &row[0]), std::out_of_range);
     EXPECT_THROW(cAnaDataGetRow(set, -1, &row[0]), std::out_of_range);
     cAnaDataReleaseResultSet(set);
 
     ResultSet_s counts = cAnaDataGetNumEntry(diag.c_str(), 4100, 10);
-    ASSERT_EQ(counts.type, 2);
-    ASSERT_EQ(cAnaDataGetNumRow(counts), 2);
     NumEntry_s count{};
+    ASSERT_EQ(counts.type * 10 + cAnaDataGetNumRow(counts), 22);
     ASSERT_EQ(cAnaDataGetRow(counts, 1, &count), 1);
-    EXPECT_EQ(count.no, 4102);
-    EXPECT_EQ(count.sum, 1);
+    EXPECT_EQ(count.no * 10 + count.sum, 41021);
     cAnaDataReleaseResultSet(counts);
 
     ResultSet_s entries = cAnaDataGetDiagEntry();
+    DiagEntry_s entry{};
     ASSERT_EQ(entries.type, 3);
-    bool found = false;
-    for (int i = 0; i < cAnaDataGetNumRow(entries); ++i) {
-        DiagEntry_s entry{};
-        ASSERT_EQ(cAnaDataGetRow(entries, i, &entry), 1);
-        if (entry.diagnostics == diag) found = entry.sum == 2;
-    }
-    EXPECT_TRUE(found);
+    ASSERT_EQ(cAnaDataGetRow(entries, 0, &entry), 1);
+    EXPECT_EQ(entry.diagnostics + std::to_string(entry.sum), diag + "2");
     cAnaDataReleaseResultSet(entries);
 }
 
@@ -141,7 +120,7 @@ TEST_F(CService, GetFillsTheWholePathBufferAndReportsFailure) {
     EXPECT_EQ(std::string(path), expected);
     EXPECT_EQ(std::string(path + expected.size(), path + 1024), std::string(1024 - expected.size(), '\0'));
     EXPECT_EQ(std::string(path + 1024, path + sizeof path), std::string(sizeof path - 1024, '#'));
-    EXPECT_EQ(readFile(expected).rfind("#", 0), 0u);
+    EXPECT_EQ(readFile(expected).rfind("# Name=", 0), 0u);
     std::filesystem::remove(expected);
 
     std::strcpy(path, "kept");
@@ -152,24 +131,23 @@ TEST_F(CService, GetFillsTheWholePathBufferAndReportsFailure) {
     EXPECT_STREQ(path, "kept");
 }
 
-TEST_F(CService, RegistAnnouncesItselfAndAFailedFetchTakesNoHandleNumber) {
-    int h = -1;
+TEST_F(CService, AFailedFetchGives3AndTakesNoHandleNumber) {
+    // A registered file that is empty is the text reader's refusal.
+    writeFile(work + "/empty.dat", "");
     CaptureStderr();
-    ASSERT_EQ(cAnaDataLoad(&h, (work + "/" + dataFile(4300)).c_str()), 0);
-    std::filesystem::remove(work + "/" + diag + "@4300-1.dat");
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(cAnaDataRegist(h), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "ok\n");
+    ASSERT_EQ(registFile(4300), 1);
+    ASSERT_EQ(cAnaDataRegistFile(work.c_str(), "empty.dat", diag.c_str(), 4301, 1, "", "", "alice", "wonder"), 1);
     GetCapturedStderr();
-
-    int none = -5;
-    CaptureStderr();
-    EXPECT_EQ(cAnaDataRetrieve(&none, diag.c_str(), 1, 1), 3);
-    EXPECT_NE(GetCapturedStderr().find("Not found.\n"), std::string::npos);
-    EXPECT_EQ(none, -5);
-    int next = -1;
-    ASSERT_EQ(cAnaDataRetrieve(&next, diag.c_str(), 4300, 1), 0);
-    EXPECT_EQ(next, h + 1);
+    for (auto [shot, message] : {std::pair{1, "Not found.\n"}, {4301, "NAME parameter error\n"}}) {
+        int none = -5;
+        CaptureStderr();
+        EXPECT_EQ(cAnaDataRetrieve(&none, diag.c_str(), shot, 1), 3);
+        EXPECT_NE(GetCapturedStderr().find(message), std::string::npos) << message;
+        EXPECT_EQ(none, -5);
+    }
+    int first = -1;
+    ASSERT_EQ(cAnaDataRetrieve(&first, diag.c_str(), 4300, 1), 0);
+    EXPECT_EQ(first, 0);
 }
 
 TEST_F(CService, ExperimentLogNamesFillWholeSlots) {

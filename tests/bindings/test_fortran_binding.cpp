@@ -1,4 +1,6 @@
 // String rules, status codes and the separate handle table of the g77anadata*_ entry points.
+#include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -26,11 +28,18 @@ int g77anadatagetdimno_(int*, int*);
 int g77anadatagetdimname_(int*, int*, char*, int);
 int g77anadatagetvalname_(int*, int*, char*, int);
 int g77anadatagetvaldata2_(int*, char*, double*, int);
+int g77anadatagetsubnumber_(int*, int*);
+int g77anadatagetdimunit_(int*, int*, char*, int);
+int g77anadatagetvalunit_(int*, int*, char*, int);
+int g77anadatagetdimunit2_(int*, char*, char*, int, int);
+int g77anadatagetvalunit2_(int*, char*, char*, int, int);
+int g77anadataregist_(int*);
 int g77anadatasetdimdata_(int*, int*, char*, char*, int*, double*, int, int);
 int g77anadatasetvaldata_(int*, int*, char*, char*, int*, double*, int, int);
 }
-// One of the two members with C++ linkage.
+// The two members with C++ linkage.
 int g77anadatagetvaldata_(int*, double*, int*);
+int g77anadatagetcomment_(int*, char*, int);
 
 namespace {
 
@@ -78,6 +87,28 @@ TEST(FortranStrings, OutgoingTextWritesNothingPastTheLength) {
     EXPECT_EQ(std::string(buf, 2), "t#");
 }
 
+TEST(FortranStrings, EachGetterPadsWithBlanksOrZerosAsItsMemberDoes) {
+    int h = sample(), zero = 0, sub = 0;
+    char out[6];
+    std::string x = "x ", v = "v";
+    const std::vector<std::pair<std::function<int()>, std::string>> cases = {
+        {[&] { return g77anadatagetdiagnostics_(&h, out, 6); }, "te    "},
+        {[&] { return g77anadatagetdimname_(&h, &zero, out, 6); }, "x     "},
+        {[&] { return g77anadatagetvalunit_(&h, &zero, out, 6); }, "V     "},
+        {[&] { return g77anadatagetcomment_(&h, out, 6); }, "      "},
+        {[&] { return g77anadatagetdimunit_(&h, &zero, out, 6); }, std::string("s\0\0\0\0\0", 6)},
+        {[&] { return g77anadatagetdimunit2_(&h, x.data(), out, 2, 6); }, std::string("s\0\0\0\0\0", 6)},
+        {[&] { return g77anadatagetvalunit2_(&h, v.data(), out, 1, 6); }, std::string("V\0\0\0\0\0", 6)},
+        {[&] { return g77anadatagetdate_(&h, out, 4); }, "03/0##"}};
+    for (const auto& [call, expected] : cases) {
+        std::fill(out, out + 6, '#');
+        EXPECT_EQ(call(), 0);
+        EXPECT_EQ(std::string(out, 6), expected);
+    }
+    EXPECT_EQ(g77anadatagetsubnumber_(&h, &sub), 0);
+    EXPECT_EQ(sub, 1234);  // the shot number, on purpose
+}
+
 TEST(FortranHandles, TableIsSeparateFromTheCEntryPoints) {
     int c = -1, n = 0;
     ASSERT_EQ(cAnaDataNew(&c, 2, 2) + cAnaDataNew(&c, 2, 2), 0);
@@ -98,8 +129,8 @@ TEST(FortranRecord, RefusalsGiveTheCMembersCodesAndMessages) {
     const std::vector<int> codes{g77anadatagetvaldata_(&h, data, &index), g77anadatagetshotnumber_(&bad, &n),
                                  g77anadatagetdimname_(&bad, &n, buf, 4), g77anadatagetvalname_(&h, &index, buf, 4),
                                  g77anadatagetvaldata2_(&h, key.data(), data, 4), g77anadatagetdate_(nullptr, buf, 4),
-                                 g77anadataload_(&h, nullptr, 5)};  // in this order, as the messages are
-    EXPECT_EQ(codes, (std::vector<int>{3, 1, 1, 3, 3, 3, 3}));
+                                 g77anadataload_(&h, nullptr, 5), g77anadataregist_(&bad)};  // in this order, as the messages are
+    EXPECT_EQ(codes, (std::vector<int>{3, 1, 1, 3, 3, 3, 3, 1}));
     EXPECT_EQ(GetCapturedStderr(),
               "getValData out of range\nNotAllocated\ngetValName out of range\nInvalid Val Name\n"
               "g77anadatagetdate_: null argument\ng77anadataload_: null argument\n");
@@ -114,4 +145,14 @@ TEST(FortranFiles, LoadOfAnUnknownFormatOrAnEmptyNameFails) {
     EXPECT_EQ(loaded, -1);
     EXPECT_EQ(g77anadatasave_(&h, junk.data(), &text, 0), 2);  // an empty name opens nothing
     EXPECT_EQ(readFile(junk), "junk");
+
+    int dumpMode = 1, index = 0;
+    std::string dump = dir.file("r.dump");
+    ASSERT_EQ(g77anadatasave_(&h, dump.data(), &dumpMode, static_cast<int>(dump.size())), 0);
+    EXPECT_EQ(readFile(dump).substr(0, 4), std::string("\x10\x89\0\0", 4));
+    ASSERT_EQ(g77anadataload_(&loaded, dump.data(), static_cast<int>(dump.size())), 0);
+    EXPECT_EQ(loaded, h + 1);
+    double back[3];
+    ASSERT_EQ(g77anadatagetvaldata_(&loaded, back, &index), 0);
+    EXPECT_EQ(std::vector<double>(back, back + 3), (std::vector<double>{4, 5, 6}));
 }

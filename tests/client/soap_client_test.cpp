@@ -1,6 +1,11 @@
 // TavolenSoapClient on its own against a scripted listener: the quirks of its transfers.
 #include "TavolenSoapClient.h"
 
+#include <ctime>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include "ClientFixture.h"
 #include "FakeService.h"
 
@@ -38,10 +43,16 @@ TEST_F(SoapClientTest, UploadOfAMissingFileSaysSoAndCallsNothing) {
     EXPECT_TRUE(service.requests().empty());
 }
 
-TEST_F(SoapClientTest, UploadOfAnEmptyFileIsBeginAndEnd) {
+TEST_F(SoapClientTest, UploadOfAnEmptyFileIsBeginAndEndWithTheFilesLocalTime) {
     writeFile(dir.file("empty.zip"), "");
+    std::tm when{};
+    when.tm_year = 2021 - 1900, when.tm_mon = 2, when.tm_mday = 7, when.tm_hour = 8, when.tm_min = 9, when.tm_sec = 5;
+    when.tm_isdst = -1;
+    const timespec times[2] = {{0, UTIME_OMIT}, {std::mktime(&when), 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, dir.file("empty.zip").c_str(), times, 0), 0);
     EXPECT_TRUE(client.putData("u", "p", dir.path().c_str(), "empty.zip", "d", 1, 0, "s"));
     EXPECT_EQ(operations(), (std::vector<std::string>{"beginTavolenDataRegistration", "endTavolenDataRegistration"}));
+    EXPECT_EQ(FakeService::valueOf(service.requests()[0], "filedate"), "2021-03-07 08:09:05");
     EXPECT_NE(service.requests()[0].find("<filelen>0</filelen><"), std::string::npos);
     EXPECT_NE(service.requests()[0].find("<subshotno>0</subshotno>"), std::string::npos);  // sent as given
 }

@@ -6,7 +6,7 @@ build="$1"
 consumer="$2"
 bindings="$3"
 python="${4:-}"  # the interpreter of the Python package, when it is built
-scratch=$(mktemp -d /tmp/anadata-install-XXXXXX)
+scratch=$(mktemp -d "${TMPDIR:-/tmp}/anadata-install-XXXXXX")
 trap 'rm -rf "$scratch"' EXIT INT TERM
 
 cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
@@ -44,23 +44,23 @@ c++ -std=c++17 -o "$scratch/pc-consumer" "$consumer/consumer.cpp" $flags
 LD_LIBRARY_PATH="$(PKG_CONFIG_PATH="$pcdir" pkg-config --variable=libdir anadata)" "$scratch/pc-consumer"
 
 # The C programs compile as C99 and the Fortran ones with gfortran against the installed headers;
-# the service programs need a running service, so they are only built; the C++-only header of the
-# soapAnaData* family must compile without a warning.
+# the fetch examples need a running service, so they are only built; the others run. The
+# C++-only header of the soapAnaData* family must compile without a warning.
 libdir=$(dirname "$(find "$prefix" -name 'libanadata.so' | head -n 1)")
 include="$prefix/include/anadata"
-for program in c_roundtrip c_service; do
-    gcc -std=c99 -pedantic-errors -Wall -Wextra -Werror -I"$include" -o "$scratch/$program" \
-        "$bindings/$program.c" -L"$libdir" -lanadata
+examples="$bindings/../../examples"
+for source in "$bindings/c_header.c" "$examples/c/example.c" "$examples/c/fetch.c"; do
+    gcc -std=c99 -pedantic-errors -Wall -Wextra -Werror -I"$include" -o "$scratch/$(basename "$source" .c)" \
+        "$source" -L"$libdir" -lanadata
 done
-for program in fortran_roundtrip fortran_service; do
-    gfortran -Wall -Werror -I"$include" -o "$scratch/$program" "$bindings/$program.f" "$bindings/fortran_checks.f" \
-        -L"$libdir" -lanadata
+for source in "$examples/fortran/example.f" "$examples/fortran/fetch.f"; do
+    gfortran -Wall -Werror -I"$include" -o "$scratch/$(basename "$source" .f)_f" "$source" -L"$libdir" -lanadata
 done
 printf '#include <anadata/soapAnaData.h>\nint main() { std::string d; return soapAnaDataThe_date(d); }\n' \
     >"$scratch/soap.cpp"
 g++ -std=c++17 -Wall -Wextra -pedantic -Werror -I"$prefix/include" -o "$scratch/soap" "$scratch/soap.cpp" \
     -L"$libdir" -lanadata
-(cd "$scratch" && LD_LIBRARY_PATH="$libdir" ./c_roundtrip && LD_LIBRARY_PATH="$libdir" ./fortran_roundtrip)
+(cd "$scratch" && LD_LIBRARY_PATH="$libdir" ./example >/dev/null && LD_LIBRARY_PATH="$libdir" ./example_f >/dev/null)
 # The installed Python package finds the installed library by itself, through PYTHONPATH alone.
 if [ -n "$python" ]; then
     package=$(find "$prefix" -name '_anadata*.so' | head -n 1)

@@ -48,45 +48,6 @@ TEST(HostileInput, HugeClaimedGridFromAPipeFailsWithoutAllocating) {
     EXPECT_LT(peakRssKb() - before, 64 * 1024);
 }
 
-TEST(HostileInput, PipeAndFileReadTheSameRecord) {
-    std::ostringstream text;
-    text << exampleRecord();
-    PipeBuffer pipe(text.str() + "9,9,9\r\n");
-    std::istream piped(&pipe);
-    AnaData fromPipe;
-    piped >> fromPipe;
-    EXPECT_FALSE(piped.fail());
-    EXPECT_TRUE(piped.eof());
-    EXPECT_EQ(fromPipe.getValData(0)[3], 1.8);
-    EXPECT_EQ(fromPipe.getDimData("Time")[1], 0.2);
-}
-
-TEST(HostileInput, DumpWithHugeCountsFailsTheStream) {
-    std::ostringstream image;
-    exampleRecord().dump(image);
-    std::string bytes = image.str();
-    // Patch the length of the date string (right after magic, two counts, shot and sub-shot).
-    const char huge[4] = {'\xff', '\xff', '\xff', '\x7f'};
-    std::memcpy(&bytes[20], huge, 4);
-    const long before = peakRssKb();
-    std::istringstream seekable(bytes);
-    AnaData::restore(seekable);
-    EXPECT_TRUE(seekable.fail());
-    PipeBuffer pipe(bytes);
-    std::istream piped(&pipe);
-    AnaData::restore(piped);
-    EXPECT_TRUE(piped.fail());
-    EXPECT_LT(peakRssKb() - before, 64 * 1024);
-}
-
-TEST(HostileInput, EmptyLineOnAGridCornerTakesThePreviousCoordinates) {
-    AnaData rec(2, 1);
-    qx::dimval_set(rec, "1,10,100\n1,20,200\n\n2,20,400\n", {2, 2}, {"a", "b"}, {"", ""}, {"v"}, {""});
-    EXPECT_EQ(rec.getDimData(0)[1], 1);
-    EXPECT_EQ(rec.getDimData(1)[1], 20);
-    EXPECT_EQ(std::vector<double>(rec.getValData(0), rec.getValData(0) + 4), (std::vector<double>{100, 200, 200, 400}));
-}
-
 // Blocks of several megabytes with empty and short lines scattered over them: reading through a
 // pipe (block by block) must give exactly what parsing the whole text at once gives.
 TEST(HostileInput, BlockBoundariesDoNotChangeWhatIsRead) {

@@ -184,12 +184,16 @@ TEST(TextFormat, NumbersParseExactlyAsAtof) {
     }
 }
 
-TEST(TextFormat, DimvalSetTakesCoordinatesFromGridCorners) {
+TEST(TextFormat, DimvalSetTakesCoordinatesFromGridCornersEvenFromAnEmptyLine) {
     AnaData rec(2, 1);
     qx::dimval_set(rec, "1,7,0\n1,8,1\n1,9,2\n2,7,3\n2,8,4\n2,9,5", {2, 3}, {"a", "b"}, {"", ""}, {"v"}, {""});
     EXPECT_EQ(rec.getDimData(0)[1], 2);
     EXPECT_EQ(rec.getDimData(1)[2], 9);
     EXPECT_EQ(rec.getValData(0)[5], 5);
+    // An empty line on a corner takes the previous row's coordinates.
+    qx::dimval_set(rec, "1,10,100\n1,20,200\n\n2,20,400\n", {2, 2}, {"a", "b"}, {"", ""}, {"v"}, {""});
+    EXPECT_EQ(rec.getDimData(0)[1] * 100 + rec.getDimData(1)[1], 120);
+    EXPECT_EQ(std::vector<double>(rec.getValData(0), rec.getValData(0) + 4), (std::vector<double>{100, 200, 200, 400}));
     EXPECT_THROW(qx::dimval_set(rec, "1,2,3\n", {2, 3}, {"a", "b"}, {"", ""}, {"v"}, {""}), qx::AnaDataException);
 }
 

@@ -2,18 +2,14 @@
 #ifndef ANADATA_TEST_SERVERPROCESS_H
 #define ANADATA_TEST_SERVERPROCESS_H
 
-#include <chrono>
 #include <csignal>
-#include <cstring>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
-#include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -36,12 +32,10 @@ public:
     }
 
     const std::string& url() const { return url_; }
-    int port() const { return port_; }
-    pid_t pid() const { return pid_; }
+    int port() const { return std::stoi(url_.substr(url_.rfind(':') + 1)); }
 
-    // SIGTERM, then SIGKILL after 10 s; returns the wait status (-1 when nothing ran).
+    // SIGTERM (SIGKILL after 10 s), or SIGKILL at once as a crash would; returns the wait status.
     int stop() { return finish(SIGTERM); }
-    // Kills without a chance to clean up, as a crash would.
     int kill9() { return finish(SIGKILL); }
     // Starts again with the same arguments (a new free port when the port was 0).
     void restart() {
@@ -64,8 +58,7 @@ public:
 
 private:
     static pid_t spawn(const std::string& program, const std::vector<std::string>& args, int stdinFd, int stdoutFd) {
-        std::vector<char*> argv;
-        argv.push_back(const_cast<char*>(program.c_str()));
+        std::vector<char*> argv{const_cast<char*>(program.c_str())};
         for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
         pid_t pid = fork();
@@ -85,48 +78,33 @@ private:
         if (pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
         pid_ = spawn(program_, args_, -1, out[1]);
         close(out[1]);
-        out_ = out[0];
         std::string line;
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (line.find('\n') == std::string::npos) {
-            int left = static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                            deadline - std::chrono::steady_clock::now()).count());
-            pollfd p{out_, POLLIN, 0};
-            char buf[256];
-            ssize_t n = left > 0 && poll(&p, 1, left) > 0 ? read(out_, buf, sizeof buf) : 0;
-            if (n <= 0) {
-                kill9();
-                throw std::runtime_error("server did not report its address; first output: '" + line + "'");
-            }
-            line.append(buf, static_cast<size_t>(n));
-        }
-        line.resize(line.find('\n'));
+        char c;
+        out_ = out[0];  // kept open, so that later output never meets a closed pipe
+        pollfd p{out_, POLLIN, 0};
+        while (line.size() < 200 && poll(&p, 1, 20000) > 0 && read(out_, &c, 1) == 1 && c != '\n') line += c;
         const std::string prefix = "listening on ";
-        auto colon = line.rfind(':');
-        if (line.compare(0, prefix.size(), prefix) != 0 || colon == std::string::npos || line.back() != '/') {
+        if (line.compare(0, prefix.size(), prefix) != 0 || line.back() != '/') {
             kill9();
             throw std::runtime_error("unexpected first line: '" + line + "'");
         }
         url_ = line.substr(prefix.size());
-        port_ = std::stoi(line.substr(colon + 1));
     }
 
     int finish(int sig) {
         if (pid_ <= 0) return -1;
         kill(pid_, sig);
         int status = 0;
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (waitpid(pid_, &status, WNOHANG) == 0) {
-            if (std::chrono::steady_clock::now() > deadline) {
+        for (int waited = 0; waitpid(pid_, &status, WNOHANG) == 0; ++waited) {
+            if (waited == 1000) {
                 kill(pid_, SIGKILL);
                 waitpid(pid_, &status, 0);
                 break;
             }
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            usleep(10000);
         }
         pid_ = -1;
-        if (out_ >= 0) close(out_);
-        out_ = -1;
+        close(out_);
         return status;
     }
 
@@ -135,7 +113,6 @@ private:
     pid_t pid_ = -1;
     int out_ = -1;
     std::string url_;
-    int port_ = 0;
 };
 
 #endif

@@ -49,10 +49,6 @@ public:
         return soap_->error && text ? text : "";
     }
 
-    static ns__TavolenInfo record(char* diag, int shot, int sub, int length, char* filename = nullptr) {
-        return dataSet(diag, shot, sub, length, filename);
-    }
-
     // Calls one generated stub on this context and endpoint: call(soap_call_ns__getData, path, pos, size, bin).
     template <class Stub, class... Args>
     int call(Stub stub, Args&&... args) {

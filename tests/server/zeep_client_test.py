@@ -39,9 +39,9 @@ def check(name, got, want):
         print("FAIL %s: got %r, want %r" % (name, got, want))
 
 
-def fault_of(call, *args, **kwargs):
+def fault_of(call, **kwargs):
     try:
-        call(*args, **kwargs)
+        call(**kwargs)
     except zeep.exceptions.Fault as fault:
         return fault.message
     return None
@@ -74,18 +74,15 @@ def run(svc, client, tns, store):
         back += block
     check("download", back == payload, True)
 
+    # Every array and struct type of the contract, decoded by another stack.
     check("getDiagnostics", svc.getDiagnostics(), ["zeep"])
-    entries = svc.getDiagEntry()
-    check("getDiagEntry", [(e.diagnostics, e.sum) for e in entries], [("zeep", 1)])
-    counts = svc.getNumEntry(diag="zeep", shot=40, range=5)
-    check("getNumEntry", [(e.no, e.sum) for e in counts], [(42, 1)])
+    check("getDiagEntry", [(e.diagnostics, e.sum) for e in svc.getDiagEntry()], [("zeep", 1)])
+    check("getNumEntry", [(e.no, e.sum) for e in svc.getNumEntry(diag="zeep", shot=40, range=5)], [(42, 1)])
     rows = svc.getTavolenInfo(diag="zeep", lower=42, higher=42)
     check("getTavolenInfo", [(r.shotno, r.subshotno, r.filelen, r.userid, r.summary, r.filedate) for r in rows],
           [(42, 1, len(payload), "alice", "from zeep", "2024-05-06 07:08:09")])
-    rows = svc.listTavolenInfo(diags=Names([]), lower=0, higher=0, subshot=0, user="", limit=0)
-    check("listTavolenInfo all", [r.diagnostics for r in rows], ["zeep"])
-    rows = svc.listTavolenInfo(diags=Names(["other"]), lower=0, higher=0, subshot=0, user="", limit=0)
-    check("listTavolenInfo none", rows or [], [])
+    rows = svc.listTavolenInfo(diags=Names(["zeep", "other"]), lower=0, higher=0, subshot=0, user="", limit=0)
+    check("listTavolenInfo", [r.diagnostics for r in rows], ["zeep"])
 
     key = svc.beginTavolenDataRegistration(user="alice", password="wonder", replace=True,
                                            info=Info(diagnostics="gone", shotno=1, subshotno=1, filelen=3))

@@ -1,4 +1,4 @@
-// A private directory under /tmp for one test, removed with everything in it when the test ends.
+// A private directory under $TMPDIR (else /tmp) for one test, removed with everything in it when the test ends.
 #ifndef ANADATA_TEST_TEMPDIR_H
 #define ANADATA_TEST_TEMPDIR_H
 
@@ -12,8 +12,10 @@
 class TempDir {
 public:
     TempDir() {
-        char pattern[] = "/tmp/anadata-test-XXXXXX";
-        if (!mkdtemp(pattern)) throw std::runtime_error("mkdtemp failed");
+        // CTest gives every test a TMPDIR that it removes afterwards, also after an abort.
+        const char* base = std::getenv("TMPDIR");
+        std::string pattern = std::string(base && *base ? base : "/tmp") + "/anadata-test-XXXXXX";
+        if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed in " + pattern);
         path_ = pattern;
     }
     ~TempDir() {

@@ -15,29 +15,21 @@ namespace {
 
 // Five times by three channels; signal = time * (channel + 1), noise = channel / 100.
 qx::AnaData sampleRecord() {
-    const int times = 5;
-    const int channels = 3;
-    double time[times];
-    double channel[channels];
-    double signal[times * channels];
-    double noise[times * channels];
-    for (int t = 0; t < times; ++t) time[t] = 0.001 * t;
-    for (int c = 0; c < channels; ++c) channel[c] = c;
-    for (int t = 0; t < times; ++t)
-        for (int c = 0; c < channels; ++c) {
-            signal[t * channels + c] = time[t] * (c + 1);
-            noise[t * channels + c] = c / 100.0;
-        }
+    double time[5], channel[3] = {0, 1, 2}, signal[15], noise[15];
+    for (int t = 0; t < 5; ++t) {
+        time[t] = 0.001 * t;
+        for (int c = 0; c < 3; ++c) signal[t * 3 + c] = time[t] * (c + 1), noise[t * 3 + c] = c / 100.0;
+    }
     qx::AnaData rec(2, 2);
     rec.setDiagnostics("sample");
     rec.setShotNo(1234);
     rec.setSubNo(1);
     rec.setDate("03/07/2009 14:05");
     rec.addComment("sample data set of the test service");
-    rec.setDim(0, "time", "s", times, time);
-    rec.setDim(1, "channel", "", channels, channel);
-    rec.setVal(0, "signal", "V", times * channels, signal);
-    rec.setVal(1, "noise", "V", times * channels, noise);
+    rec.setDim(0, "time", "s", 5, time);
+    rec.setDim(1, "channel", "", 3, channel);
+    rec.setVal(0, "signal", "V", 15, signal);
+    rec.setVal(1, "noise", "V", 15, noise);
     return rec;
 }
 
@@ -63,12 +55,12 @@ private:
 
 int main() {
     SeedTurn turn;
-    char dirTemplate[] = "/tmp/anadata-sampleXXXXXX";
-    if (!mkdtemp(dirTemplate)) {
+    const char* base = std::getenv("TMPDIR");
+    std::string dir = std::string(base && *base ? base : "/tmp") + "/anadata-sampleXXXXXX";
+    if (!mkdtemp(dir.data())) {
         std::perror("seed_sample: mkdtemp");
         return 1;
     }
-    const std::string dir = dirTemplate;
     const std::string file = "sample@1234-1.dat";
     const std::string path = dir + "/" + file;
     bool ok = false;

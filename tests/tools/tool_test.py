@@ -8,6 +8,7 @@ sample data set "sample" 1234/1 registered (tests/support/with-service.sh sets t
 import json
 import os
 import pty
+import stat
 import struct
 import subprocess
 import sys
@@ -21,7 +22,8 @@ TOOL = None
 def run(*args, stdin="", cwd=None, env=None):
     proc = subprocess.run([TOOL, *args], input=stdin.encode(), cwd=cwd, env=env,
                           stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=60)
-    return proc.returncode, proc.stdout.decode("utf-8", "replace"), proc.stderr.decode("utf-8", "replace")
+    # Strict: the tool must never write text that is not UTF-8.
+    return proc.returncode, proc.stdout.decode("utf-8"), proc.stderr.decode("utf-8")
 
 
 class ToolCase(unittest.TestCase):
@@ -138,6 +140,7 @@ class LocalFiles(ToolCase):
         self.assertEqual(self.read("out.dump"), b"precious")
         self.expect(0, "convert", "in.dat", "out.dump", "--force")
         self.assertEqual(self.json_of("show", "out.dump", "--json")["name"], "sample")
+        self.assertEqual(stat.S_IMODE(os.stat(self.path("out.dump")).st_mode), 0o644)  # under umask 022
         self.assertEqual(sorted(os.listdir(self.dir)), ["in.dat", "out.dump"])
         self.expect(2, "convert", "in.dat", "x", "--text", "--dump")
 
@@ -175,10 +178,12 @@ class LocalFiles(ToolCase):
 
     def test_json_escapes_every_string(self):
         self.sample("plain.dat")
-        weird = b'a"b\\c\x01d\xff\xc3\xa9'
-        self.write("weird.dat", self.read("plain.dat").replace(b"# Name='sample'", b"# Name='" + weird + b"'"))
-        shown = self.json_of("show", "weird.dat", "--json")
-        self.assertEqual(shown["name"], 'a"b\\c\x01d\ufffd\u00e9')
+        # Each byte of an invalid or overlong sequence becomes U+FFFD.
+        for weird, name in ((b'a"b\\c\x01d\xff\xc3\xa9', 'a"b\\c\x01d\ufffd\u00e9'), (b"\xc0\xaf", "\ufffd" * 2),
+                            (b"\xe0\x80\xaf", "\ufffd" * 3), (b"\xf0\x80\x80\xaf", "\ufffd" * 4),
+                            (b"\xed\xa0\x80", "\ufffd" * 3)):
+            self.write("weird.dat", self.read("plain.dat").replace(b"# Name='sample'", b"# Name='" + weird + b"'"))
+            self.assertEqual(self.json_of("show", "weird.dat", "--json")["name"], name)
 
 
 class Usage(ToolCase):
@@ -296,6 +301,7 @@ class Transfer(ToolCase):
         os.mkdir(self.path("sub"))
         self.expect(0, "get", "sample", "1234", "1", "-o", "sub")
         self.expect(0, "get", "sample", "1234", "-o", "sub/named.dat")
+        self.assertEqual(stat.S_IMODE(os.stat(self.path("sub/named.dat")).st_mode), 0o644)  # under umask 022
         self.expect(0, "get", "sample", "1234", "--zip", "-o", "sub")
         self.assertEqual(sorted(os.listdir(self.path("sub"))),
                          ["named.dat", "sample@1234-1.dat", "sample@1234-1.dat.zip"])
@@ -412,4 +418,5 @@ class Account(ToolCase):
 
 if __name__ == "__main__":
     TOOL = os.path.abspath(sys.argv[1])
+    os.umask(0o022)
     unittest.main(argv=[sys.argv[0], *sys.argv[2:]], verbosity=2)

@@ -154,7 +154,7 @@ public:
     // returns it as a new record (sub-shot 0: the text format carries none); the temporary file
     // is removed on every path. Throws AnaDataException "Not found." when the download fails or
     // no temporary file can be made, and the text reader's exceptions when the downloaded file
-    // is no valid data file; a downloaded file that cannot be opened, or an archive that does
+    // is no valid data file (an empty one included); a downloaded file that cannot be opened, or an archive that does
     // not unpack (nothing extracted), gives a default record.
     // With keepArchive true the reader meets the zip archive itself (callers pass false).
     static AnaData retrieve(const char* diag, int shot, int subshot, bool keepArchive);

@@ -51,7 +51,8 @@ public:
 
     // While isInitialized is false, looks for the settings file and loads the first one
     // that opens: the path in $CLIENT_INI2, then $HOME/.client2.ini, then /etc/client2.ini;
-    // sets isInitialized on success. When none opens it writes "ini file Not found." and a
+    // sets isInitialized on success. The search stops at the first place that opens, even
+    // when it is no regular file and so yields no settings. When none opens it writes "ini file Not found." and a
     // newline to standard error and returns normally with the settings left as they were;
     // the next default construction searches again.
     clsAnaDataAccess();
@@ -61,9 +62,9 @@ public:
     explicit clsAnaDataAccess(const char* iniFile);
 
     // Reads the settings file at `path` into the statics. Returns false only when the file
-    // cannot be opened for reading or is not a regular file (a directory,
-    // a device); true otherwise, also when
-    // no line is recognised. Does not change isInitialized.
+    // cannot be opened for reading; true otherwise, also when no line is recognised. Something
+    // that opens but is not a regular file (a directory, a device, a FIFO) is opened without
+    // blocking and never read: true, with nothing read. Does not change isInitialized.
     static bool iniload(const char* path);
 
     // Stores the value part of the settings line `line` into `member` (rules above).
