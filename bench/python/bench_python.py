@@ -44,15 +44,16 @@ def best(first, second):
 
 
 def report(what, reference_what, seconds, reference):
-    print(f"  {what:34} {seconds:7.3f} s   {reference_what:26} {reference:7.3f} s   ratio {seconds / reference:5.2f}")
+    print(f"  {what:34} {seconds:7.3f} s   {reference_what:26} {reference:7.3f} s   "
+          f"ratio {seconds / reference:5.2f}")
 
 
 def read_file(work):
     # A row of the sample is about 56 bytes (time, channel, two values); three channels per point.
     points = megabytes * 1_000_000 // (3 * 56)
     path = os.path.join(work, "big.dat")
-    subprocess.run([os.path.join(build, "tools", "anadata"), "sample", path, "--points", str(points)], check=True,
-                   stdout=subprocess.DEVNULL)
+    subprocess.run([os.path.join(build, "tools", "anadata"), "sample", path, "--points", str(points)],
+                   check=True, stdout=subprocess.DEVNULL)
     library = ctypes.CDLL(os.path.join(build, "library", "libanadata.so"))
     handle = ctypes.c_int()
 
@@ -61,7 +62,8 @@ def read_file(work):
             sys.exit("cAnaDataLoad failed")
         library.cAnaDataRelease(handle)
 
-    print(f"reading a text file of {os.path.getsize(path) / 1e6:.0f} MB ({points * 3} rows), best of {rounds}:")
+    megabytes_written = os.path.getsize(path) / 1e6
+    print(f"reading a text file of {megabytes_written:.0f} MB ({points * 3} rows), best of {rounds}:")
     report("anadata.read", "C++ reader (cAnaDataLoad)", *best(lambda: anadata.read(path), cpp))
     os.remove(path)
 
@@ -88,7 +90,8 @@ def large_record(rows):
     i = np.arange(times * channels, dtype=float)
     return anadata.Record("large", 1, date="11/23/2026 10:00",
                           dims=[("time", "s", np.arange(times) * 1e-6), ("channel", "", np.arange(channels))],
-                          values=[("signal", "V", np.sin(i * 1e-3) * 3.7), ("noise", "V", np.cos(i * 7e-4) / 1024)])
+                          values=[("signal", "V", np.sin(i * 1e-3) * 3.7),
+                                  ("noise", "V", np.cos(i * 7e-4) / 1024)])
 
 
 # One fetch in a fresh process with a new session, as session_bench's child times Session::fetch.
@@ -108,10 +111,12 @@ def fetch_large(url):
     environment = dict(os.environ, PYTHONPATH=os.path.join(build, "python"))
     cpp, python = [], []
     for _ in range(rounds):
-        line = subprocess.run([program, "child", "fetch", url, "0"], check=True, capture_output=True, text=True).stdout
+        line = subprocess.run([program, "child", "fetch", url, "0"], check=True, capture_output=True,
+                              text=True).stdout
         cpp.append(float(line.split()[1]))
-        python.append(float(subprocess.run([sys.executable, "-c", FETCH_CHILD, url], check=True, capture_output=True,
-                                           text=True, env=environment).stdout))
+        line = subprocess.run([sys.executable, "-c", FETCH_CHILD, url], check=True, capture_output=True,
+                              text=True, env=environment).stdout
+        python.append(float(line))
     print(f"one data set of 10^6 rows, each fetch in a fresh process, best of {rounds}:")
     report("Session.fetch", "C++ Session::fetch", min(python), min(cpp))
 
@@ -158,7 +163,8 @@ def shot_loop(url):
         s = anadata.Session(endpoint, "bench", "bench")
         print(f"shot loop of {len(shots)} data sets, {label}, best of {rounds}:")
         report("fetch_many(jobs=16)", "loop of fetch",
-               *best(lambda: s.fetch_many("loop", shots, jobs=16), lambda: [s.fetch("loop", k) for k in shots]))
+               *best(lambda: s.fetch_many("loop", shots, jobs=16),
+                     lambda: [s.fetch("loop", k) for k in shots]))
     proxy.close()
 
 

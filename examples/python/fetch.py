@@ -27,10 +27,11 @@ def main(argv):
 
     print(f"{rec.name} shot {rec.shot}, {rec.date}")
     for dim in rec.dims.values():
-        print(f"dimension {dim.name} [{dim.unit}], {len(dim.data)} points:", *(f"{x:g}" for x in dim.data[:5]))
+        points = " ".join(f"{x:g}" for x in dim.data[:5])
+        print(f"dimension {dim.name} [{dim.unit}], {len(dim.data)} points: {points}")
     # Value columns are numpy arrays shaped to the grid, last dimension fastest.
     for value in rec.values.values():
-        print(f"value {value.name} [{value.unit}]:", *(f"{x:g}" for x in value.data.ravel()[:5]))
+        print(f"value {value.name} [{value.unit}]:", " ".join(f"{x:g}" for x in value.data.ravel()[:5]))
     return 0
 
 

@@ -29,11 +29,13 @@ def main(argv):
         return 1
 
     shots = xarray.DataArray(list(records), dims="shot", name="shot")
-    data = xarray.concat([rec.to_xarray() for rec in records.values()], dim=shots, combine_attrs="drop_conflicts")
+    data = xarray.concat([rec.to_xarray() for rec in records.values()], dim=shots,
+                         combine_attrs="drop_conflicts")
     print(data)
     for variable in data.data_vars:
         means = data[variable].mean(dim=[d for d in data[variable].dims if d != "shot"])
-        print(f"mean {variable} per shot:", ", ".join(f"{s}: {m:g}" for s, m in zip(data.shot.values, means.values)))
+        per_shot = ", ".join(f"{s}: {m:g}" for s, m in zip(data.shot.values, means.values))
+        print(f"mean {variable} per shot: {per_shot}")
     return 0
 
 

@@ -9,8 +9,8 @@ namespace anadata {
 
 namespace {
 
-double* newColumn(std::vector<qx::DimType>& list, std::map<std::string, int>& names, int i, const std::string& name,
-                  const std::string& unit, int size, const char* outOfRange) {
+double* newColumn(std::vector<qx::DimType>& list, std::map<std::string, int>& names, int i,
+                  const std::string& name, const std::string& unit, int size, const char* outOfRange) {
     if (i < 0 || static_cast<std::size_t>(i) >= list.size()) throw qx::AnaDataException(outOfRange);
     // A null source leaves the new array unfilled: the caller writes every number.
     list[static_cast<std::size_t>(i)] = qx::DimType(name, unit, size, nullptr);
@@ -34,7 +34,8 @@ double* newValue(qx::AnaData& rec, int i, const std::string& name, const std::st
 
 int valueSize(const qx::AnaData& rec, int i) {
     const std::vector<qx::DimType>& vals = qx::RecordAccess::vals(rec);
-    if (i < 0 || static_cast<std::size_t>(i) >= vals.size()) throw qx::AnaDataException("valueSize out of range");
+    if (i < 0 || static_cast<std::size_t>(i) >= vals.size())
+        throw qx::AnaDataException("valueSize out of range");
     return vals[static_cast<std::size_t>(i)].getNum();
 }
 

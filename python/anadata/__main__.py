@@ -12,7 +12,8 @@ def parse(argv):
     parser = argparse.ArgumentParser(prog="python3 -m anadata", description="Quick looks at analysed data.")
     commands = parser.add_subparsers(dest="command", required=True, metavar="COMMAND")
     p = commands.add_parser("plot", help="draw a data file or a data set of the service",
-                            description="Draws a data file, or the data set NAME SHOT [SUBSHOT] of the service.")
+                            description="Draws a data file, or the data set NAME SHOT [SUBSHOT] of the "
+                                        "service.")
     p.add_argument("source", nargs="+", metavar="FILE | NAME SHOT [SUBSHOT]")
     p.add_argument("-o", "--output", help="write the picture to this file (PNG, PDF or SVG by its suffix) "
                                           "instead of opening a window")

@@ -1,4 +1,4 @@
-"""A record as an xarray Dataset: the dimensions become dimensions and coordinates, each value column a variable."""
+"""A record as an xarray Dataset: dimensions and coordinates from its axes, one variable per value column."""
 
 import xarray
 
@@ -25,5 +25,6 @@ def to_xarray(rec):
             raise FormatError(f"value column '{name}' holds {column.data.size} numbers, "
                               f"not one per point of the grid {rec.shape}")
         variables[name] = (names, column.data, _attrs(column.unit))
-    attrs = {"name": rec.name, "shot": rec.shot, "subshot": rec.subshot, "date": rec.date, "comment": rec.comment}
+    attrs = {"name": rec.name, "shot": rec.shot, "subshot": rec.subshot, "date": rec.date,
+             "comment": rec.comment}
     return xarray.Dataset(variables, coords=coords, attrs=attrs)

@@ -29,7 +29,8 @@ def draw(rec, figure=None):
         raise ValueError(f"{rec.name} {rec.shot}: no value column over the grid")
     heading = title(rec)
     if len(dims) > 2:
-        heading += "\n(at the first " + ", ".join(label(d.name, d.unit) + f" = {d.data[0]:g}" for d in dims[2:]) + ")"
+        fixed = ", ".join(f"{label(d.name, d.unit)} = {d.data[0]:g}" for d in dims[2:])
+        heading += f"\n(at the first {fixed})"
     cut = (Ellipsis,) + (0,) * (len(dims) - 2) if len(dims) > 2 else (Ellipsis,)
     x = dims[0]
     if len(dims) == 1:

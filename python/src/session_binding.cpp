@@ -73,8 +73,9 @@ auto withProgress(const py::object& callable, Operation operation) {
 }
 
 Session makeSession(const std::optional<std::string>& endpoint, const std::optional<std::string>& account,
-                    const std::optional<std::string>& password, const std::optional<std::filesystem::path>& settings,
-                    std::optional<int> timeout, std::optional<int> requestTimeout, std::optional<int> connections,
+                    const std::optional<std::string>& password,
+                    const std::optional<std::filesystem::path>& settings, std::optional<int> timeout,
+                    std::optional<int> requestTimeout, std::optional<int> connections,
                     const std::optional<std::string>& cafile) {
     // The settings file is read only when no endpoint is given; every argument given wins over it.
     SessionOptions options = endpoint ? SessionOptions{} : loadSettings(settings ? settings->string() : "");
@@ -88,8 +89,8 @@ Session makeSession(const std::optional<std::string>& endpoint, const std::optio
     return Session(options);
 }
 
-py::dict fetchMany(const Session& session, const std::string& name, const std::vector<int>& shots, int subshot,
-                   int jobs, const py::object& progress) {
+py::dict fetchMany(const Session& session, const std::string& name, const std::vector<int>& shots,
+                   int subshot, int jobs, const py::object& progress) {
     std::vector<FetchOutcome> outcomes = withProgress(progress, [&](Progress report) {
         BatchOptions options;
         options.jobs = jobs;
@@ -107,7 +108,8 @@ py::dict fetchMany(const Session& session, const std::string& name, const std::v
 }
 
 std::vector<Entry> search(const Session& session, const py::object& names, int first, int last,
-                          std::optional<int> subshot, std::optional<std::string> user, std::optional<int> limit) {
+                          std::optional<int> subshot, std::optional<std::string> user,
+                          std::optional<int> limit) {
     SearchQuery query;
     if (py::isinstance<py::str>(names))
         query.names.push_back(names.cast<std::string>());
@@ -149,57 +151,69 @@ void bindSession(py::module_& m) {
         .def_readonly("server", &Entry::server)
         .def_readonly("directory", &Entry::directory)
         .def("__repr__", [](const Entry& e) {
-            return "<anadata.Entry " + e.name + " " + std::to_string(e.shot) + "/" + std::to_string(e.subshot) + ", " +
-                   std::to_string(e.size) + " bytes, " + e.filedate + ", " + e.user + ">";
+            return "<anadata.Entry " + e.name + " " + std::to_string(e.shot) + "/" +
+                   std::to_string(e.subshot) + ", " + std::to_string(e.size) + " bytes, " + e.filedate +
+                   ", " + e.user + ">";
         });
 
     const auto released = py::call_guard<py::gil_scoped_release>();
-    py::class_<Session>(m, "Session", "A connection pool to the analysed-data service; safe to share between threads.")
-        .def(py::init(&makeSession), "endpoint"_a = py::none(), "account"_a = py::none(), "password"_a = py::none(),
-             py::kw_only(), "settings"_a = py::none(), "timeout"_a = py::none(), "request_timeout"_a = py::none(),
-             "connections"_a = py::none(), "cafile"_a = py::none(), released)
+    py::class_<Session>(m, "Session",
+                        "A connection pool to the analysed-data service; safe to share between threads.")
+        .def(py::init(&makeSession), "endpoint"_a = py::none(), "account"_a = py::none(),
+             "password"_a = py::none(), py::kw_only(), "settings"_a = py::none(), "timeout"_a = py::none(),
+             "request_timeout"_a = py::none(), "connections"_a = py::none(), "cafile"_a = py::none(),
+             released)
         .def_property_readonly("endpoint", [](const Session& s) { return s.options().endpoint; })
         .def_property_readonly("account", [](const Session& s) { return s.options().account; })
-        .def("fetch",
-             [](const Session& s, const std::string& name, int shot, int subshot, const py::object& progress) {
-                 return withProgress(progress, [&](Progress report) { return s.fetch(name, shot, subshot, report); });
-             },
-             "name"_a, "shot"_a, "subshot"_a = 1, "progress"_a = py::none(), "Downloads a data set into a Record.")
-        .def("fetch_many", &fetchMany, "name"_a, "shots"_a, "subshot"_a = 1, "jobs"_a = 8, "progress"_a = py::none(),
+        .def(
+            "fetch",
+            [](const Session& s, const std::string& name, int shot, int subshot, const py::object& progress) {
+                return withProgress(progress,
+                                    [&](Progress report) { return s.fetch(name, shot, subshot, report); });
+            },
+            "name"_a, "shot"_a, "subshot"_a = 1, "progress"_a = py::none(),
+            "Downloads a data set into a Record.")
+        .def("fetch_many", &fetchMany, "name"_a, "shots"_a, "subshot"_a = 1, "jobs"_a = 8,
+             "progress"_a = py::none(),
              "Fetches many shots of one name at once: {shot: Record}, shots that do not exist left out.")
-        .def("fetch_file",
-             [](const Session& s, const std::string& name, int shot, const std::filesystem::path& path, int subshot,
-                bool overwrite, bool keepArchive, const py::object& progress) {
-                 return withProgress(progress, [&](Progress report) {
-                     FetchFileOptions options;
-                     options.overwrite = overwrite;
-                     options.keepArchive = keepArchive;
-                     options.progress = std::move(report);
-                     return s.fetchFile(name, shot, subshot, path.string(), options);
-                 });
-             },
-             "name"_a, "shot"_a, "path"_a, "subshot"_a = 1, "overwrite"_a = false, "keep_archive"_a = false,
-             "progress"_a = py::none(), "Downloads a data set to a file (or into a directory); returns the path.")
-        .def("register",
-             [](const Session& s, const qx::AnaData& record, int precision, const py::object& progress) {
-                 const qx::AnaData snapshot(record);  // shares the numbers; the fields may change meanwhile
-                 withProgress(progress, [&](Progress report) {
-                     s.registerRecord(snapshot, RegisterOptions{std::move(report), precision});
-                     return 0;
-                 });
-             },
-             "record"_a, "precision"_a = 6, "progress"_a = py::none(),
-             "Registers the record under its name, shot and sub-shot, replacing an earlier entry; its numbers\n"
-             "travel as text with `precision` digits after the point (16 keeps every bit).")
-        .def("register_file",
-             [](const Session& s, const std::filesystem::path& path, const std::string& name, int shot, int subshot,
-                const py::object& progress) {
-                 withProgress(progress, [&](Progress report) {
-                     s.registerFile(path.string(), name, shot, subshot, RegisterOptions{std::move(report)});
-                     return 0;
-                 });
-             },
-             "path"_a, "name"_a, "shot"_a, "subshot"_a = 1, "progress"_a = py::none())
+        .def(
+            "fetch_file",
+            [](const Session& s, const std::string& name, int shot, const std::filesystem::path& path,
+               int subshot, bool overwrite, bool keepArchive, const py::object& progress) {
+                return withProgress(progress, [&](Progress report) {
+                    FetchFileOptions options;
+                    options.overwrite = overwrite;
+                    options.keepArchive = keepArchive;
+                    options.progress = std::move(report);
+                    return s.fetchFile(name, shot, subshot, path.string(), options);
+                });
+            },
+            "name"_a, "shot"_a, "path"_a, "subshot"_a = 1, "overwrite"_a = false, "keep_archive"_a = false,
+            "progress"_a = py::none(),
+            "Downloads a data set to a file (or into a directory); returns the path.")
+        .def(
+            "register",
+            [](const Session& s, const qx::AnaData& record, int precision, const py::object& progress) {
+                const qx::AnaData snapshot(record);  // shares the numbers; the fields may change meanwhile
+                withProgress(progress, [&](Progress report) {
+                    s.registerRecord(snapshot, RegisterOptions{std::move(report), precision});
+                    return 0;
+                });
+            },
+            "record"_a, "precision"_a = 6, "progress"_a = py::none(),
+            "Registers the record under its name, shot and sub-shot, replacing an earlier entry; its "
+            "numbers\n"
+            "travel as text with `precision` digits after the point (16 keeps every bit).")
+        .def(
+            "register_file",
+            [](const Session& s, const std::filesystem::path& path, const std::string& name, int shot,
+               int subshot, const py::object& progress) {
+                withProgress(progress, [&](Progress report) {
+                    s.registerFile(path.string(), name, shot, subshot, RegisterOptions{std::move(report)});
+                    return 0;
+                });
+            },
+            "path"_a, "name"_a, "shot"_a, "subshot"_a = 1, "progress"_a = py::none())
         .def("delete", &Session::remove, "name"_a, "shot"_a, "subshot"_a = 1, released)
         .def("search", &search, "names"_a = py::none(), "first"_a = 0, "last"_a = 0, "subshot"_a = py::none(),
              "user"_a = py::none(), "limit"_a = py::none(),

@@ -44,7 +44,8 @@ std::vector<Column> columnsOf(const qx::AnaData& rec, bool values) {
         // A dump may declare a value column of another length than the grid: it is shown flat,
         // as long as it is, rather than read past its end.
         const int held = valueSize(rec, i);
-        const std::vector<py::ssize_t> shape = held == gridSize ? grid : std::vector<py::ssize_t>{held > 0 ? held : 0};
+        const std::vector<py::ssize_t> shape =
+            held == gridSize ? grid : std::vector<py::ssize_t>{held > 0 ? held : 0};
         columns.push_back({rec.getValName(i), rec.getValUnit(i), viewOf(owner, rec.getValData(i), shape)});
     }
     return columns;

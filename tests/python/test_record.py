@@ -66,7 +66,7 @@ def test_to_xarray():
     rec = sample("01/02/2003 04:05")
     ds = rec.to_xarray()
     assert dict(ds.sizes) == {"time": 5, "channel": 3} and ds["signal"].dims == ("time", "channel")
-    assert ds["signal"].attrs == {"units": "V"} and ds["time"].attrs == {"units": "s"} and ds["channel"].attrs == {}
+    assert [ds[v].attrs for v in ("signal", "time", "channel")] == [{"units": "V"}, {"units": "s"}, {}]
     assert ds.attrs == {"name": "sample", "shot": 1234, "subshot": 1, "date": "01/02/2003 04:05",
                         "comment": "sample data set made by anadata sample"}
     np.testing.assert_array_equal(ds["noise"].values, rec.values["noise"].data)

@@ -57,8 +57,9 @@ def peer(workdir):
         server = socket.create_server(("127.0.0.1", 0))
         servers.append(server)
         if tls:
-            subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=127.0.0.1",
-                            "-keyout", "key.pem", "-out", "cert.pem", "-days", "1"], check=True, capture_output=True)
+            subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "1",
+                            "-subj", "/CN=127.0.0.1", "-keyout", "key.pem", "-out", "cert.pem"],
+                           check=True, capture_output=True)
             context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
             context.load_cert_chain("cert.pem", "key.pem")
 
@@ -81,8 +82,9 @@ def peer(workdir):
 
 
 def fault(code):
-    body = ('<?xml version="1.0"?><SOAP-ENV:Envelope xmlns:SOAP-ENV="http://schemas.xmlsoap.org/soap/envelope/">'
-            f"<SOAP-ENV:Body><SOAP-ENV:Fault><faultcode>SOAP-ENV:{code}</faultcode><faultstring>no</faultstring>"
+    body = ('<?xml version="1.0"?>'
+            '<SOAP-ENV:Envelope xmlns:SOAP-ENV="http://schemas.xmlsoap.org/soap/envelope/"><SOAP-ENV:Body>'
+            f"<SOAP-ENV:Fault><faultcode>SOAP-ENV:{code}</faultcode><faultstring>no</faultstring>"
             "</SOAP-ENV:Fault></SOAP-ENV:Body></SOAP-ENV:Envelope>").encode()
     return b"HTTP/1.1 500 Internal Server Error\r\nContent-Type: text/xml\r\nContent-Length: %d\r\n\r\n%s" % (
         len(body), body)

@@ -21,7 +21,8 @@ namespace anadata {
 // column. Never free it.
 ANADATA_API double* newDimension(qx::AnaData& rec, int i, const std::string& name, const std::string& unit,
                                  int size);
-ANADATA_API double* newValue(qx::AnaData& rec, int i, const std::string& name, const std::string& unit, int size);
+ANADATA_API double* newValue(qx::AnaData& rec, int i, const std::string& name, const std::string& unit,
+                             int size);
 
 // The count of numbers value column i holds: getValSize() in a complete record, but a dump may
 // declare another. An index outside the list throws qx::AnaDataException "valueSize out of range".
