@@ -17,7 +17,7 @@ const size_t kHashBytes = 32;
 std::string randomBytes(size_t n) {
     std::string out(n, '\0');
     if (RAND_bytes(reinterpret_cast<unsigned char*>(&out[0]), static_cast<int>(n)) != 1)
-        throw ServiceError("no random bytes available", true);
+        throw ServiceError("no random bytes available", ServiceError::Kind::Internal);
     return out;
 }
 
@@ -29,7 +29,7 @@ const char* const kBadLogin = "bad user name or password";
 
 }  // namespace
 
-Accounts::Accounts() : processKey_(randomBytes(32)) {}
+Accounts::Accounts() : processKey_(randomBytes(32)), dummySalt_(randomBytes(16)) {}
 
 std::string Accounts::derive(const std::string& password, const std::string& salt, int iterations) {
     std::string out(kHashBytes, '\0');
@@ -37,7 +37,7 @@ std::string Accounts::derive(const std::string& password, const std::string& sal
                           reinterpret_cast<const unsigned char*>(salt.data()), static_cast<int>(salt.size()),
                           iterations, EVP_sha256(), static_cast<int>(kHashBytes),
                           reinterpret_cast<unsigned char*>(&out[0])) != 1)
-        throw ServiceError("password hashing failed", true);
+        throw ServiceError("password hashing failed", ServiceError::Kind::Internal);
     return out;
 }
 
@@ -64,16 +64,19 @@ void Accounts::set(Catalogue& catalogue, const std::string& name, const std::str
 
 void Accounts::check(Catalogue& catalogue, const std::string& name, const std::string& password) {
     auto stored = catalogue.account(name);
-    if (!stored || password.size() > 1024) throw ServiceError(kBadLogin);
     std::string token = remember(password);
-    {
+    if (stored) {
         std::lock_guard<std::mutex> lock(mutex_);
         auto it = verified_.find(name);
         if (it != verified_.end() && sameBytes(it->second.first, stored->hash) && sameBytes(it->second.second, token))
             return;
     }
-    if (stored->iterations < 1 || !sameBytes(derive(password, stored->salt, stored->iterations), stored->hash))
-        throw ServiceError(kBadLogin);
+    // An unknown name costs one derivation as well, against a salt made up at start-up, so that the time of a
+    // refusal does not tell which accounts exist.
+    StoredAccount against = stored && stored->iterations > 0 ? *stored
+                                                              : StoredAccount{name, dummySalt_, "", kIterations};
+    bool match = sameBytes(derive(password, against.salt, against.iterations), against.hash);
+    if (!stored || !match || password.size() > 1024) throw ServiceError(kBadLogin, ServiceError::Kind::Unauthorized);
     std::lock_guard<std::mutex> lock(mutex_);
     verified_[name] = {stored->hash, token};
 }

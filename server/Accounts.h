@@ -14,7 +14,8 @@ public:
 
     // Creates or resets an account. Throws ServiceError for an unusable name or an empty password.
     void set(Catalogue& catalogue, const std::string& name, const std::string& password);
-    // Throws ServiceError "bad user name or password" unless the pair matches a stored account.
+    // Throws ServiceError "bad user name or password" unless the pair matches a stored account. A refusal
+    // takes as long for an unknown name as for a known one.
     void check(Catalogue& catalogue, const std::string& name, const std::string& password);
 
     static std::string derive(const std::string& password, const std::string& salt, int iterations);
@@ -23,6 +24,7 @@ private:
     std::string remember(const std::string& password) const;
 
     std::string processKey_;
+    std::string dummySalt_;
     std::mutex mutex_;
     // name -> (stored hash, keyed digest of the password that matched it): avoids re-deriving the
     // slow hash on every request while a reset through the catalogue still invalidates the entry.

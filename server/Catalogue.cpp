@@ -1,9 +1,14 @@
 // The SQLite catalogue of a store: registered data files and accounts.
 #include "Catalogue.h"
 
+#include <cerrno>
+#include <cstring>
 #include <string>
 
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "ServiceError.h"
 
@@ -28,7 +33,7 @@ class Statement {
 public:
     Statement(sqlite3* db, const std::string& sql) : db_(db) {
         if (sqlite3_prepare_v2(db, sql.c_str(), -1, &stmt_, nullptr) != SQLITE_OK)
-            throw ServiceError(std::string("catalogue error: ") + sqlite3_errmsg(db), true);
+            throw ServiceError(std::string("catalogue error: ") + sqlite3_errmsg(db), ServiceError::Kind::Internal);
     }
     ~Statement() { sqlite3_finalize(stmt_); }
     Statement(const Statement&) = delete;
@@ -51,7 +56,7 @@ public:
         int rc = sqlite3_step(stmt_);
         if (rc == SQLITE_ROW) return true;
         if (rc == SQLITE_DONE) return false;
-        throw ServiceError(std::string("catalogue error: ") + sqlite3_errmsg(db_), true);
+        throw ServiceError(std::string("catalogue error: ") + sqlite3_errmsg(db_), ServiceError::Kind::Internal);
     }
     std::string text(int col) const {
         auto p = reinterpret_cast<const char*>(sqlite3_column_blob(stmt_, col));
@@ -93,20 +98,35 @@ public:
 private:
     void run(const char* sql) {
         if (sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
-            throw ServiceError(std::string("catalogue error: ") + sqlite3_errmsg(db_), true);
+            throw ServiceError(std::string("catalogue error: ") + sqlite3_errmsg(db_), ServiceError::Kind::Internal);
     }
     sqlite3* db_;
     bool done_ = false;
 };
 
+// The catalogue holds password hashes: its files are the owner's alone, whatever the umask. create
+// makes the file when it is missing, so that SQLite never makes it with its own default mode.
+void keepPrivate(const std::string& path, bool create) {
+    int fd = open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | (create ? O_CREAT : 0), 0600);
+    if (fd < 0) {
+        if (!create && errno == ENOENT) return;
+        throw ServiceError("cannot open catalogue " + path + ": " + std::strerror(errno), ServiceError::Kind::Internal);
+    }
+    int rc = fchmod(fd, 0600);
+    int err = errno;
+    close(fd);
+    if (rc != 0) throw ServiceError("cannot protect " + path + ": " + std::strerror(err), ServiceError::Kind::Internal);
+}
+
 }  // namespace
 
 Catalogue::Catalogue(const std::string& path) {
+    keepPrivate(path, true);
     if (sqlite3_open_v2(path.c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
                         nullptr) != SQLITE_OK) {
         std::string msg = db_ ? sqlite3_errmsg(db_) : "out of memory";
         sqlite3_close(db_);
-        throw ServiceError("cannot open catalogue " + path + ": " + msg, true);
+        throw ServiceError("cannot open catalogue " + path + ": " + msg, ServiceError::Kind::Internal);
     }
     sqlite3_busy_timeout(db_, 10000);
     try {
@@ -117,6 +137,9 @@ Catalogue::Catalogue(const std::string& path) {
         sqlite3_close(db_);
         throw;
     }
+    // SQLite gives its side files the mode of the database; these may predate that mode.
+    keepPrivate(path + "-wal", false);
+    keepPrivate(path + "-shm", false);
 }
 
 Catalogue::~Catalogue() { sqlite3_close(db_); }
@@ -126,7 +149,7 @@ void Catalogue::exec(const char* sql) {
     if (sqlite3_exec(db_, sql, nullptr, nullptr, &err) != SQLITE_OK) {
         std::string msg = err ? err : sqlite3_errmsg(db_);
         sqlite3_free(err);
-        throw ServiceError("catalogue error: " + msg, true);
+        throw ServiceError("catalogue error: " + msg, ServiceError::Kind::Internal);
     }
 }
 
@@ -211,9 +234,12 @@ std::optional<std::string> Catalogue::commit(const CatalogueEntry& e, bool repla
     Transaction tx(db_);
     std::optional<std::string> old;
     if (auto existing = find(e.diagnostics, e.shotno, e.subshotno)) {
-        if (!replace)
-            throw ServiceError("data set " + e.diagnostics + " shot " + std::to_string(e.shotno) + " sub-shot " +
-                               std::to_string(e.subshotno) + " is already registered");
+        std::string what = "data set " + e.diagnostics + " shot " + std::to_string(e.shotno) + " sub-shot " +
+                           std::to_string(e.subshotno);
+        if (!replace) throw ServiceError(what + " is already registered");
+        // Checked again here: another account may have registered it since the session began.
+        if (existing->userid != e.userid)
+            throw ServiceError(what + " was registered by another account", ServiceError::Kind::Unauthorized);
         old = existing->relativePath();
     }
     Statement s(db_, std::string("INSERT OR REPLACE INTO datasets(") + kColumns +
@@ -229,8 +255,9 @@ std::string Catalogue::remove(const std::string& diag, int shot, int sub, const 
     Transaction tx(db_);
     auto existing = find(diag, shot, sub);
     std::string what = "data set " + diag + " shot " + std::to_string(shot) + " sub-shot " + std::to_string(sub);
-    if (!existing) throw ServiceError("unknown " + what);
-    if (existing->userid != user) throw ServiceError(what + " was registered by another account");
+    if (!existing) throw ServiceError("unknown " + what, ServiceError::Kind::NotFound);
+    if (existing->userid != user)
+        throw ServiceError(what + " was registered by another account", ServiceError::Kind::Unauthorized);
     Statement s(db_, "DELETE FROM datasets WHERE diagnostics=?1 AND shotno=?2 AND subshotno=?3");
     s.bind(1, diag).bind(2, shot).bind(3, sub);
     s.step();

@@ -91,7 +91,8 @@ ExperimentLog ExperimentLog::load(const std::string& path) {
 
 const std::vector<std::string>& ExperimentLog::row(int shot) const {
     auto it = rows_.find(shot);
-    if (it == rows_.end()) throw ServiceError("no experiment-log entry for shot " + std::to_string(shot));
+    if (it == rows_.end())
+        throw ServiceError("no experiment-log entry for shot " + std::to_string(shot), ServiceError::Kind::NotFound);
     return it->second;
 }
 
@@ -99,5 +100,5 @@ const std::string& ExperimentLog::value(int shot, const std::string& column) con
     const auto& r = row(shot);
     for (size_t i = 0; i < columns_.size(); ++i)
         if (columns_[i] == column) return r[i];
-    throw ServiceError("no such column: " + column);
+    throw ServiceError("no such column: " + column, ServiceError::Kind::NotFound);
 }

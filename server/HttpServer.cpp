@@ -1,4 +1,4 @@
-// The listening socket and the bounded pool of worker threads that serve one request per connection.
+// The listening socket and the threads that each serve one connection at a time, over HTTP or HTTPS.
 #include "HttpServer.h"
 
 #include <chrono>
@@ -7,19 +7,35 @@
 #include <string>
 
 #include <netinet/in.h>
-#include <poll.h>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "Catalogue.h"
-#include "MessageLimits.h"
 #include "Service.h"
 #include "soapH.h"
 
-HttpServer::HttpServer(Service& service, const std::string& address, int port, HttpLimits limits)
+namespace {
+
+std::string sslError(const std::string& what) {
+    char text[256] = "";
+    ERR_error_string_n(ERR_get_error(), text, sizeof text);
+    return what + ": " + text;
+}
+
+}  // namespace
+
+HttpServer::HttpServer(Service& service, const std::string& address, int port, HttpLimits limits,
+                       const TlsFiles& tls)
     : service_(service), address_(address), limits_(limits) {
     master_ = soap_new();
     if (!master_) throw std::runtime_error("out of memory");
+    try {
+        if (!tls.certificate.empty()) loadTls(tls);
+    } catch (...) {
+        soap_free(master_);
+        throw;
+    }
     master_->bind_flags = SO_REUSEADDR;
     master_->accept_timeout = -200000;  // wake up every 200 ms to notice a stop request
     if (!soap_valid_socket(soap_bind(master_, address.c_str(), port, 128))) {
@@ -33,6 +49,24 @@ HttpServer::HttpServer(Service& service, const std::string& address, int port, H
     getsockname(master_->master, reinterpret_cast<sockaddr*>(&local), &len);
     port_ = local.ss_family == AF_INET6 ? ntohs(reinterpret_cast<sockaddr_in6*>(&local)->sin6_port)
                                         : ntohs(reinterpret_cast<sockaddr_in*>(&local)->sin_port);
+}
+
+// The runtime makes the context (TLS 1.2 and 1.3 only, no client certificates); the certificate and
+// key come as separate files, which its own loader does not take.
+void HttpServer::loadTls(const TlsFiles& tls) {
+    if (tls.key.empty()) throw std::runtime_error("--tls-cert needs --tls-key");
+    soap_ssl_init();
+    if (soap_ssl_server_context(master_, SOAP_SSL_NO_AUTHENTICATION | SOAP_TLSv1_2 | SOAP_TLSv1_3, nullptr, nullptr,
+                                nullptr, nullptr, nullptr, nullptr, "anadata-server"))
+        throw std::runtime_error("cannot set up TLS: " + std::string(*soap_faultstring(master_)));
+    SSL_CTX* ctx = master_->ctx;
+    if (SSL_CTX_use_certificate_chain_file(ctx, tls.certificate.c_str()) != 1)
+        throw std::runtime_error(sslError("cannot load certificate " + tls.certificate));
+    if (SSL_CTX_use_PrivateKey_file(ctx, tls.key.c_str(), SSL_FILETYPE_PEM) != 1)
+        throw std::runtime_error(sslError("cannot load private key " + tls.key));
+    if (SSL_CTX_check_private_key(ctx) != 1)
+        throw std::runtime_error(sslError("private key " + tls.key + " does not match " + tls.certificate));
+    tls_ = true;
 }
 
 HttpServer::~HttpServer() {
@@ -52,25 +86,17 @@ HttpServer::~HttpServer() {
 
 std::string HttpServer::url() const {
     std::string host = address_.find(':') != std::string::npos ? "[" + address_ + "]" : address_;
-    return "http://" + host + ":" + std::to_string(port_) + "/";
-}
-
-void HttpServer::configure(struct soap* s) const {
-    s->send_timeout = limits_.timeoutSeconds;
-    s->recv_timeout = limits_.timeoutSeconds;
-    s->transfer_timeout = limits_.timeoutSeconds * 10;
-    limitIncomingMessages(s, limits_.maxMessage);
-    s->maxlevel = 32;
-    s->maxoccurs = 100000;
+    return (tls_ ? "https://" : "http://") + host + ":" + std::to_string(port_) + "/";
 }
 
 void HttpServer::run(const volatile std::sig_atomic_t& stop) {
-    // Every worker has its own catalogue connection, opened here so that a failure ends the server.
-    std::vector<std::unique_ptr<Catalogue>> catalogues;
-    for (int i = 0; i < limits_.threads; ++i)
-        catalogues.push_back(std::make_unique<Catalogue>(service_.store.cataloguePath()));
-    for (auto& c : catalogues) workers_.emplace_back([this, cat = c.get()] { work(*cat); });
-    const size_t queueLimit = static_cast<size_t>(limits_.threads) * 4;
+    // Every thread has its own SOAP context, made here so that a failure ends the server.
+    std::vector<std::unique_ptr<ConnectionServer>> servers;
+    for (int i = 0; i < limits_.connections; ++i)
+        servers.push_back(std::make_unique<ConnectionServer>(service_, limits_.connection,
+                                                             tls_ ? master_->ctx : nullptr, &closing_));
+    for (auto& s : servers) workers_.emplace_back([this, server = s.get()] { work(*server); });
+    const size_t queueLimit = static_cast<size_t>(limits_.connections);
     while (!stop) {
         SOAP_SOCKET sock = soap_accept(master_);
         if (!soap_valid_socket(sock)) {  // time-out, signal or a failed accept (e.g. out of descriptors)
@@ -84,6 +110,7 @@ void HttpServer::run(const volatile std::sig_atomic_t& stop) {
         lock.unlock();
         ready_.notify_one();
     }
+    closing_ = true;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         stopping_ = true;
@@ -93,93 +120,7 @@ void HttpServer::run(const volatile std::sig_atomic_t& stop) {
     workers_.clear();
 }
 
-namespace {
-
-// The worker, not the runtime, closes each connection, so that a request the runtime gives up on
-// without an answer (a body that is not XML or is cut short) can still be answered with a fault.
-struct Connection {
-    RequestContext* context;
-    int (*send)(struct soap*, const char*, size_t);
-    bool answered = false;
-};
-
-int keepOpen(struct soap*, SOAP_SOCKET) { return SOAP_OK; }
-int noShutdown(struct soap*, SOAP_SOCKET, int) { return SOAP_OK; }
-int noteSend(struct soap* s, const char* data, size_t n) {
-    auto* c = static_cast<Connection*>(s->user);
-    c->answered = true;
-    return c->send(s, data, n);
-}
-
-// Written directly, since the runtime's fault state is not usable after such a failure.
-void sendRawFault(int sock) {
-    static const std::string body =
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-        "<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\"><SOAP-ENV:Body>"
-        "<SOAP-ENV:Fault><faultcode>SOAP-ENV:Client</faultcode>"
-        "<faultstring>request is not a complete SOAP message</faultstring></SOAP-ENV:Fault>"
-        "</SOAP-ENV:Body></SOAP-ENV:Envelope>\n";
-    static const std::string reply = "HTTP/1.1 500 Internal Server Error\r\nContent-Type: text/xml; charset=utf-8\r\n"
-                                     "Content-Length: " + std::to_string(body.size()) +
-                                     "\r\nConnection: close\r\n\r\n" + body;
-    size_t done = 0;
-    while (done < reply.size()) {
-        ssize_t n = send(sock, reply.data() + done, reply.size() - done, MSG_NOSIGNAL);
-        if (n <= 0) return;
-        done += static_cast<size_t>(n);
-    }
-}
-
-// After a refused request part of it may still be unread; closing then would reset the connection
-// and could destroy the fault on its way. Reads what follows, for a bounded time and amount.
-void drainAndClose(int sock) {
-    shutdown(sock, SHUT_WR);
-    char buf[16384];
-    size_t total = 0;
-    for (int rounds = 0; rounds < 10 && total < (8u << 20); ++rounds) {
-        pollfd p{sock, POLLIN, 0};
-        if (poll(&p, 1, 100) <= 0) break;
-        ssize_t n = recv(sock, buf, sizeof buf, 0);
-        if (n <= 0) break;
-        total += static_cast<size_t>(n);
-    }
-    close(sock);
-}
-
-void serveOne(struct soap* s, SOAP_SOCKET sock) {
-    auto* c = static_cast<Connection*>(s->user);
-    c->answered = false;
-    s->socket = sock;
-    s->keep_alive = 0;
-    bool failed = true;
-    if (soap_begin_serve(s)) {
-        if (!c->answered) sendRawFault(sock);
-    } else if (soap_serve_request(s) && s->error && s->error < SOAP_STOP) {
-        soap_send_fault(s);
-    } else {
-        failed = s->error != SOAP_OK;
-    }
-    s->socket = SOAP_INVALID_SOCKET;
-    if (failed) {
-        drainAndClose(sock);
-    } else {
-        shutdown(sock, SHUT_RDWR);
-        close(sock);
-    }
-}
-
-}  // namespace
-
-void HttpServer::work(Catalogue& catalogue) {
-    RequestContext context{&service_, &catalogue};
-    struct soap* s = soap_new();
-    if (!s) return;
-    configure(s);
-    Connection connection{&context, s->fsend};
-    s->user = &connection;
-    s->fsend = noteSend;
-    s->fclosesocket = keepOpen;
-    s->fshutdownsocket = noShutdown;
+void HttpServer::work(ConnectionServer& server) {
     for (;;) {
         int sock;
         {
@@ -190,9 +131,6 @@ void HttpServer::work(Catalogue& catalogue) {
             pending_.pop_front();
         }
         space_.notify_one();
-        serveOne(s, sock);
-        soap_destroy(s);
-        soap_end(s);
+        server.serve(sock);
     }
-    soap_free(s);
 }

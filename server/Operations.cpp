@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include "Catalogue.h"
@@ -20,21 +19,65 @@ std::string text(const char* p) { return p ? std::string(p) : std::string(); }
 
 char* dup(struct soap* soap, const std::string& s) { return soap_strdup(soap, s.c_str()); }
 
-// Runs one operation; a ServiceError becomes a fault whose string is its message.
+// What one operation works with: a catalogue connection is held for the whole of it.
+struct Call {
+    Service& service;
+    Catalogue& catalogue;
+    const std::string& client;
+};
+
+// The fault code tells the kind of error; the fault string is the message users see.
+int fault(struct soap* soap, const ServiceError& e) {
+    char* message = dup(soap, e.what());
+    switch (e.kind()) {
+    case ServiceError::Kind::NotFound:
+        return soap_sender_fault_subcode(soap, "SOAP-ENV:Client.NotFound", message, nullptr);
+    case ServiceError::Kind::Unauthorized:
+        return soap_sender_fault_subcode(soap, "SOAP-ENV:Client.Unauthorized", message, nullptr);
+    case ServiceError::Kind::Internal:
+        return soap_receiver_fault(soap, message, nullptr);
+    default:
+        return soap_sender_fault(soap, message, nullptr);
+    }
+}
+
+// Runs one operation; a ServiceError becomes a fault of its kind.
 template <class Body>
 int serve(struct soap* soap, Body&& body) {
     auto* ctx = *static_cast<RequestContext**>(soap->user);
     try {
-        body(*ctx->service, *ctx->catalogue);
+        CataloguePool::Lease catalogue(ctx->service->catalogues);
+        Call call{*ctx->service, *catalogue, ctx->client};
+        body(call);
         return SOAP_OK;
     } catch (const ServiceError& e) {
-        return e.internal() ? soap_receiver_fault(soap, dup(soap, e.what()), nullptr)
-                            : soap_sender_fault(soap, dup(soap, e.what()), nullptr);
+        return fault(soap, e);
     } catch (const std::bad_alloc&) {
         return soap_receiver_fault(soap, "out of memory", nullptr);
     } catch (const std::exception& e) {
         return soap_receiver_fault(soap, dup(soap, e.what()), nullptr);
     }
+}
+
+// Checks a login under the throttle; every refusal goes to the audit trail, with the data set the
+// request was about (dataSet, as AuditLog::dataSet gives it) if any.
+void authenticate(Call& c, const std::string& user, const std::string& password, const std::string& dataSet = "") {
+    auto verdict = c.service.logins.check(user, c.client);
+    if (verdict.waitSeconds > 0) {
+        if (verdict.firstRefusal) c.service.audit->record("login-refused", user, c.client, dataSet + " reason=locked");
+        throw ServiceError("too many failed logins, try again in " + std::to_string(verdict.waitSeconds) + " s",
+                           ServiceError::Kind::Unauthorized);
+    }
+    try {
+        c.service.accounts.check(c.catalogue, user, password);
+    } catch (const ServiceError& e) {
+        if (e.kind() == ServiceError::Kind::Unauthorized) {
+            c.service.logins.failed(user, c.client);
+            c.service.audit->record("login-refused", user, c.client, dataSet + " reason=password");
+        }
+        throw;
+    }
+    c.service.logins.succeeded(user);
 }
 
 std::string describe(const std::string& diag, int shot, int sub) {
@@ -71,23 +114,24 @@ void fill(struct soap* soap, const std::vector<std::string>& list, ns__StringArr
 }  // namespace
 
 int ns__getTavolenDataPath(struct soap* soap, char* diag, int shot, int sub, char*& path) {
-    return serve(soap, [&](Service& service, Catalogue& catalogue) {
+    return serve(soap, [&](Call& c) {
         int subshot = effectiveSubshot(sub);
-        auto e = catalogue.find(text(diag), shot, subshot);
-        if (!e) throw ServiceError("unknown " + describe(text(diag), shot, subshot));
-        path = dup(soap, service.store.absolute(e->relativePath()));
+        auto e = c.catalogue.find(text(diag), shot, subshot);
+        if (!e) throw ServiceError("unknown " + describe(text(diag), shot, subshot), ServiceError::Kind::NotFound);
+        path = dup(soap, c.service.store.absolute(e->relativePath()));
     });
 }
 
 int ns__getData(struct soap* soap, char* path, int pos, int size, ns__Binary& bin) {
-    return serve(soap, [&](Service& service, Catalogue& catalogue) {
-        std::string rel = service.store.relative(text(path));
-        if (rel.empty() || !catalogue.knowsFile(rel)) throw ServiceError("unknown path: " + text(path));
+    return serve(soap, [&](Call& c) {
+        ServiceError unknown("unknown path: " + text(path), ServiceError::Kind::NotFound);
+        std::string rel = c.service.store.relative(text(path));
+        if (rel.empty() || !c.catalogue.knowsFile(rel)) throw unknown;
         if (pos < 0) throw ServiceError("position " + std::to_string(pos) + " is negative");
         if (size < 0) throw ServiceError("size " + std::to_string(size) + " is negative");
-        if (size > service.limits.maxBlock) size = service.limits.maxBlock;
-        int fd = open(service.store.absolute(rel).c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0) throw ServiceError("unknown path: " + text(path));
+        if (size > c.service.limits.maxBlock) size = c.service.limits.maxBlock;
+        int fd = c.service.store.openData(rel);
+        if (fd < 0) throw unknown;
         bin.__ptr = static_cast<unsigned char*>(soap_malloc(soap, static_cast<size_t>(size) + 1));
         if (!bin.__ptr) {
             close(fd);
@@ -100,7 +144,8 @@ int ns__getData(struct soap* soap, char* path, int pos, int size, ns__Binary& bi
             if (n < 0) {
                 int err = errno;
                 close(fd);
-                throw ServiceError("cannot read " + text(path) + ": " + std::strerror(err), true);
+                throw ServiceError("cannot read " + text(path) + ": " + std::strerror(err),
+                                   ServiceError::Kind::Internal);
             }
             if (n == 0) break;
             done += static_cast<size_t>(n);
@@ -111,14 +156,14 @@ int ns__getData(struct soap* soap, char* path, int pos, int size, ns__Binary& bi
 }
 
 int ns__getDiagnostics(struct soap* soap, ns__StringArray& diags) {
-    return serve(soap, [&](Service&, Catalogue& catalogue) { fill(soap, catalogue.names(), diags); });
+    return serve(soap, [&](Call& c) { fill(soap, c.catalogue.names(), diags); });
 }
 
 int ns__getNumEntry(struct soap* soap, char* diag, int shot, int range, ns__NumEntryArray& ary) {
-    return serve(soap, [&](Service& service, Catalogue& catalogue) {
+    return serve(soap, [&](Call& c) {
         if (range < 0) throw ServiceError("range " + std::to_string(range) + " is negative");
-        auto rows = catalogue.shotCounts(text(diag), shot, static_cast<long long>(shot) + range,
-                                         service.limits.maxResults);
+        auto rows = c.catalogue.shotCounts(text(diag), shot, static_cast<long long>(shot) + range,
+                                           c.service.limits.maxResults);
         ary.__size = static_cast<int>(rows.size());
         ary.__ptr = rows.empty() ? nullptr : soap_new_ns__NumEntry(soap, ary.__size);
         if (!rows.empty() && !ary.__ptr) throw std::bad_alloc();
@@ -130,8 +175,8 @@ int ns__getNumEntry(struct soap* soap, char* diag, int shot, int range, ns__NumE
 }
 
 int ns__getDiagEntry(struct soap* soap, ns__DiagEntryArray& ary) {
-    return serve(soap, [&](Service&, Catalogue& catalogue) {
-        auto rows = catalogue.nameCounts();
+    return serve(soap, [&](Call& c) {
+        auto rows = c.catalogue.nameCounts();
         ary.__size = static_cast<int>(rows.size());
         ary.__ptr = rows.empty() ? nullptr : soap_new_ns__DiagEntry(soap, ary.__size);
         if (!rows.empty() && !ary.__ptr) throw std::bad_alloc();
@@ -143,20 +188,20 @@ int ns__getDiagEntry(struct soap* soap, ns__DiagEntryArray& ary) {
 }
 
 int ns__getTavolenInfo(struct soap* soap, char* diag, int lower, int higher, ns__TavolenInfoArray& ary) {
-    return serve(soap, [&](Service& service, Catalogue& catalogue) {
+    return serve(soap, [&](Call& c) {
         CatalogueFilter filter;
         filter.names.push_back(text(diag));
         filter.lower = lower;
         filter.higher = higher;
-        fill(soap, service, catalogue.list(filter, service.limits.maxResults), ary);
+        fill(soap, c.service, c.catalogue.list(filter, c.service.limits.maxResults), ary);
     });
 }
 
 int ns__listTavolenInfo(struct soap* soap, ns__StringArray diags, int lower, int higher, int subshot, char* user,
                         int limit, ns__TavolenInfoArray& ary) {
-    return serve(soap, [&](Service& service, Catalogue& catalogue) {
-        if (diags.__size > service.limits.maxNames)
-            throw ServiceError("more than " + std::to_string(service.limits.maxNames) + " data names");
+    return serve(soap, [&](Call& c) {
+        if (diags.__size > c.service.limits.maxNames)
+            throw ServiceError("more than " + std::to_string(c.service.limits.maxNames) + " data names");
         if (subshot < 0) throw ServiceError("sub-shot number " + std::to_string(subshot) + " is negative");
         CatalogueFilter filter;
         for (int i = 0; i < diags.__size && diags.__ptr; ++i) filter.names.push_back(text(diags.__ptr[i]));
@@ -165,71 +210,81 @@ int ns__listTavolenInfo(struct soap* soap, ns__StringArray diags, int lower, int
         filter.subshot = subshot;
         filter.user = text(user);
         filter.limit = limit;
-        fill(soap, service, catalogue.list(filter, service.limits.maxResults), ary);
+        fill(soap, c.service, c.catalogue.list(filter, c.service.limits.maxResults), ary);
     });
 }
 
 int ns__beginTavolenDataRegistration(struct soap* soap, char* user, char* password, bool replace,
                                      ns__TavolenInfo info, char*& session) {
-    return serve(soap, [&](Service& service, Catalogue& catalogue) {
-        service.accounts.check(catalogue, text(user), text(password));
-        CatalogueEntry entry = entryFromRequest(info, text(user), service.limits.maxFileLength);
-        if (!replace && catalogue.find(entry.diagnostics, entry.shotno, entry.subshotno))
-            throw ServiceError(describe(entry.diagnostics, entry.shotno, entry.subshotno) + " is already registered");
-        session = dup(soap, service.sessions.begin(entry, replace));
+    return serve(soap, [&](Call& c) {
+        authenticate(c, text(user), text(password),
+                     AuditLog::dataSet(text(info.diagnostics), info.shotno, info.subshotno));
+        CatalogueEntry entry = entryFromRequest(info, text(user), c.service.limits.maxFileLength);
+        if (auto existing = c.catalogue.find(entry.diagnostics, entry.shotno, entry.subshotno)) {
+            std::string what = describe(entry.diagnostics, entry.shotno, entry.subshotno);
+            if (!replace) throw ServiceError(what + " is already registered");
+            if (existing->userid != entry.userid)
+                throw ServiceError(what + " was registered by another account", ServiceError::Kind::Unauthorized);
+        }
+        session = dup(soap, c.service.sessions.begin(entry, replace));
     });
 }
 
 int ns__putData(struct soap* soap, char* session, ns__Binary bin, int& ret) {
-    return serve(soap, [&](Service& service, Catalogue&) {
+    return serve(soap, [&](Call& c) {
         if (bin.__size < 0 || (bin.__size > 0 && !bin.__ptr)) throw ServiceError("malformed block");
-        if (bin.__size > service.limits.maxBlock)
+        if (bin.__size > c.service.limits.maxBlock)
             throw ServiceError("block of " + std::to_string(bin.__size) + " bytes is larger than " +
-                               std::to_string(service.limits.maxBlock));
-        ret = static_cast<int>(service.sessions.append(text(session), bin.__ptr, static_cast<size_t>(bin.__size)));
+                               std::to_string(c.service.limits.maxBlock));
+        ret = static_cast<int>(c.service.sessions.append(text(session), bin.__ptr, static_cast<size_t>(bin.__size)));
     });
 }
 
 int ns__endTavolenDataRegistration(struct soap* soap, char* session, int& ret) {
-    return serve(soap, [&](Service& service, Catalogue& catalogue) {
-        service.sessions.end(text(session), catalogue);
+    return serve(soap, [&](Call& c) {
+        Committed done = c.service.sessions.end(text(session), c.catalogue);
+        const CatalogueEntry& e = done.entry;
+        c.service.audit->record(done.replaced ? "replace" : "register", e.userid, c.client,
+                                AuditLog::dataSet(e.diagnostics, e.shotno, e.subshotno));
         ret = 0;
     });
 }
 
 int ns__abortTavolenDataRegistration(struct soap* soap, char* session, int& ret) {
-    return serve(soap, [&](Service& service, Catalogue&) {
-        service.sessions.abort(text(session));
+    return serve(soap, [&](Call& c) {
+        c.service.sessions.abort(text(session));
         ret = 0;
     });
 }
 
 int ns__delTavolenData(struct soap* soap, char* user, char* password, char* diag, int shot, int sub, int& ret) {
-    return serve(soap, [&](Service& service, Catalogue& catalogue) {
-        service.accounts.check(catalogue, text(user), text(password));
-        std::string rel = catalogue.remove(text(diag), shot, effectiveSubshot(sub), text(user));
-        service.store.discard(rel);
+    return serve(soap, [&](Call& c) {
+        authenticate(c, text(user), text(password), AuditLog::dataSet(text(diag), shot, sub));
+        int subshot = effectiveSubshot(sub);
+        std::string rel = c.catalogue.remove(text(diag), shot, subshot, text(user));
+        c.service.store.discard(rel);
+        c.service.audit->record("delete", text(user), c.client, AuditLog::dataSet(text(diag), shot, subshot));
         ret = 0;
     });
 }
 
 int ns__getExplogColumnNames(struct soap* soap, ns__StringArray& name) {
-    return serve(soap, [&](Service& service, Catalogue&) { fill(soap, service.explog.columns(), name); });
+    return serve(soap, [&](Call& c) { fill(soap, c.service.explog.columns(), name); });
 }
 
 int ns__getExplogColumnValues(struct soap* soap, int shotNo, ns__StringArray& values) {
-    return serve(soap, [&](Service& service, Catalogue&) { fill(soap, service.explog.row(shotNo), values); });
+    return serve(soap, [&](Call& c) { fill(soap, c.service.explog.row(shotNo), values); });
 }
 
 int ns__getExplogColumnValue(struct soap* soap, int shotNo, char* name, char*& value) {
-    return serve(soap,
-                 [&](Service& service, Catalogue&) { value = dup(soap, service.explog.value(shotNo, text(name))); });
+    return serve(soap, [&](Call& c) { value = dup(soap, c.service.explog.value(shotNo, text(name))); });
 }
 
 int ns__changePassword(struct soap* soap, char* user, char* oldpass, char* newpass, int& ret) {
-    return serve(soap, [&](Service& service, Catalogue& catalogue) {
-        service.accounts.check(catalogue, text(user), text(oldpass));
-        service.accounts.set(catalogue, text(user), text(newpass));
+    return serve(soap, [&](Call& c) {
+        authenticate(c, text(user), text(oldpass));
+        c.service.accounts.set(c.catalogue, text(user), text(newpass));
+        c.service.audit->record("password", text(user), c.client);
         ret = 0;
     });
 }

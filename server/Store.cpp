@@ -18,24 +18,27 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// Directories of the store are the owner's alone, also when they were made before that rule.
 void makeDir(const std::string& path) {
-    if (mkdir(path.c_str(), 0755) != 0 && errno != EEXIST)
-        throw ServiceError("cannot create " + path + ": " + std::strerror(errno), true);
+    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
+        throw ServiceError("cannot create " + path + ": " + std::strerror(errno), ServiceError::Kind::Internal);
+    if (chmod(path.c_str(), 0700) != 0)
+        throw ServiceError("cannot protect " + path + ": " + std::strerror(errno), ServiceError::Kind::Internal);
 }
 
 void syncPath(const std::string& path, int flags) {
-    int fd = open(path.c_str(), flags | O_CLOEXEC);
-    if (fd < 0) throw ServiceError("cannot open " + path + ": " + std::strerror(errno), true);
+    int fd = open(path.c_str(), flags | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0) throw ServiceError("cannot open " + path + ": " + std::strerror(errno), ServiceError::Kind::Internal);
     int rc = fsync(fd);
     int err = errno;
     close(fd);
-    if (rc != 0) throw ServiceError("cannot sync " + path + ": " + std::strerror(err), true);
+    if (rc != 0) throw ServiceError("cannot sync " + path + ": " + std::strerror(err), ServiceError::Kind::Internal);
 }
 
 std::string randomHex(size_t bytes) {
     unsigned char buf[32];
     if (bytes > sizeof buf || RAND_bytes(buf, static_cast<int>(bytes)) != 1)
-        throw ServiceError("no random bytes available", true);
+        throw ServiceError("no random bytes available", ServiceError::Kind::Internal);
     static const char digits[] = "0123456789abcdef";
     std::string out;
     for (size_t i = 0; i < bytes; ++i) {
@@ -52,7 +55,7 @@ Store::Store(const std::string& dir) {
     makeDir(dir);
     std::error_code ec;
     root_ = fs::canonical(dir, ec).string();
-    if (ec) throw ServiceError("cannot resolve " + dir + ": " + ec.message(), true);
+    if (ec) throw ServiceError("cannot resolve " + dir + ": " + ec.message(), ServiceError::Kind::Internal);
     makeDir(root_ + "/staging");
     makeDir(root_ + "/data");
 }
@@ -74,6 +77,30 @@ std::string Store::relative(const std::string& absolutePath) const {
     return parts == 3 ? rel : std::string();
 }
 
+int Store::openData(const std::string& relativePath) const {
+    // One component at a time, none of them a symbolic link: a link planted under data/ must not lead
+    // out of the store. O_NONBLOCK keeps a planted FIFO from blocking the open.
+    int fd = open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    size_t start = 0;
+    while (fd >= 0) {
+        size_t slash = relativePath.find('/', start);
+        bool last = slash == std::string::npos;
+        std::string part = relativePath.substr(start, last ? std::string::npos : slash - start);
+        int flags = O_RDONLY | O_NOFOLLOW | O_CLOEXEC | (last ? O_NONBLOCK : O_DIRECTORY);
+        int next = openat(fd, part.c_str(), flags);
+        close(fd);
+        fd = next;
+        if (last) break;
+        start = slash + 1;
+    }
+    struct stat st {};
+    if (fd >= 0 && (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))) {
+        close(fd);
+        fd = -1;
+    }
+    return fd;
+}
+
 std::string Store::install(const std::string& stagingFile, const std::string& filename) const {
     syncPath(stagingFile, O_RDONLY);
     std::string dir = "data/" + randomHex(16);
@@ -81,7 +108,8 @@ std::string Store::install(const std::string& stagingFile, const std::string& fi
     if (rename(stagingFile.c_str(), absolute(dir + "/" + filename).c_str()) != 0) {
         int err = errno;
         rmdir(absolute(dir).c_str());
-        throw ServiceError("cannot move upload into place: " + std::string(std::strerror(err)), true);
+        throw ServiceError("cannot move upload into place: " + std::string(std::strerror(err)),
+                           ServiceError::Kind::Internal);
     }
     syncPath(absolute(dir), O_RDONLY | O_DIRECTORY);
     syncPath(root_ + "/data", O_RDONLY | O_DIRECTORY);

@@ -8,7 +8,7 @@ class Catalogue;
 
 class Store {
 public:
-    // Creates DIR, DIR/staging and DIR/data as needed. Throws ServiceError.
+    // Creates DIR, DIR/staging and DIR/data as needed, all of mode 0700. Throws ServiceError.
     explicit Store(const std::string& dir);
 
     const std::string& root() const { return root_; }
@@ -17,6 +17,10 @@ public:
     std::string absolute(const std::string& relativePath) const { return root_ + "/" + relativePath; }
     // The store-relative path of an absolute path inside the store, or "" when it is not one.
     std::string relative(const std::string& absolutePath) const;
+
+    // Opens a data file for reading without following symbolic links on the way; -1 when there is no
+    // regular file there.
+    int openData(const std::string& relativePath) const;
 
     // Makes the staging file durable and moves it to a new directory under data/ as filename;
     // returns the new directory relative to the store. Throws ServiceError.

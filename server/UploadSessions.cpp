@@ -30,7 +30,7 @@ namespace {
 
 std::string newKey() {
     unsigned char buf[16];
-    if (RAND_bytes(buf, sizeof buf) != 1) throw ServiceError("no random bytes available", true);
+    if (RAND_bytes(buf, sizeof buf) != 1) throw ServiceError("no random bytes available", ServiceError::Kind::Internal);
     static const char digits[] = "0123456789abcdef";
     std::string key;
     for (unsigned char b : buf) {
@@ -61,22 +61,43 @@ void UploadSessions::drop(Session& s) {
     s.finished = true;
 }
 
+void UploadSessions::release(const Session& s) {
+    announced_ -= s.entry.filelen;
+    auto it = accounts_.find(s.entry.userid);
+    if (it == accounts_.end()) return;
+    it->second.announced -= s.entry.filelen;
+    if (--it->second.sessions == 0) accounts_.erase(it);
+}
+
 std::string UploadSessions::begin(const CatalogueEntry& entry, bool replace) {
     auto s = std::make_shared<Session>();
     s->entry = entry;
     s->replace = replace;
     s->lastUse = Clock::now();
     std::lock_guard<std::mutex> lock(mutex_);
+    const std::string& account = entry.userid;
+    Share share = accounts_.count(account) ? accounts_[account] : Share{};
     if (static_cast<int>(sessions_.size()) >= limits_.maxSessions)
         throw ServiceError("too many open upload sessions, try again later");
+    if (share.sessions >= limits_.maxSessionsPerAccount)
+        throw ServiceError("too many open upload sessions of account " + account + ", try again later");
+    std::string bytes = std::to_string(entry.filelen) + " bytes";
     if (announced_ + entry.filelen > limits_.maxStagingBytes)
-        throw ServiceError("not enough staging space for " + std::to_string(entry.filelen) + " bytes, try again later");
+        throw ServiceError("not enough staging space for " + bytes + ", try again later");
+    if (share.announced + entry.filelen > limits_.maxStagingBytesPerAccount)
+        throw ServiceError("not enough staging space left to account " + account + " for " + bytes +
+                           ", try again later");
     do s->key = newKey(); while (sessions_.count(s->key));
     s->staging = store_.stagingPath(s->key);
-    s->fd = open(s->staging.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (s->fd < 0) throw ServiceError("cannot create staging file: " + std::string(std::strerror(errno)), true);
+    s->fd = open(s->staging.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (s->fd < 0)
+        throw ServiceError("cannot create staging file: " + std::string(std::strerror(errno)),
+                           ServiceError::Kind::Internal);
     sessions_[s->key] = s;
     announced_ += entry.filelen;
+    Share& counted = accounts_[account];
+    ++counted.sessions;
+    counted.announced += entry.filelen;
     return s->key;
 }
 
@@ -93,7 +114,7 @@ std::shared_ptr<UploadSessions::Session> UploadSessions::take(const std::string&
     if (it == sessions_.end()) throw ServiceError(kUnknownSession);
     auto s = it->second;
     sessions_.erase(it);
-    announced_ -= s->entry.filelen;
+    release(*s);
     return s;
 }
 
@@ -109,7 +130,9 @@ std::int64_t UploadSessions::append(const std::string& key, const unsigned char*
     while (done < size) {
         ssize_t n = write(s->fd, data + done, size - done);
         if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) throw ServiceError("cannot write staging file: " + std::string(std::strerror(errno)), true);
+        if (n <= 0)
+            throw ServiceError("cannot write staging file: " + std::string(std::strerror(errno)),
+                               ServiceError::Kind::Internal);
         done += static_cast<size_t>(n);
     }
     s->received += static_cast<std::int64_t>(size);
@@ -117,7 +140,7 @@ std::int64_t UploadSessions::append(const std::string& key, const unsigned char*
     return s->received;
 }
 
-void UploadSessions::end(const std::string& key, Catalogue& catalogue) {
+Committed UploadSessions::end(const std::string& key, Catalogue& catalogue) {
     auto s = take(key);
     std::lock_guard<std::mutex> sl(s->mutex);
     if (s->finished) throw ServiceError(kUnknownSession);
@@ -143,6 +166,7 @@ void UploadSessions::end(const std::string& key, Catalogue& catalogue) {
         throw;
     }
     if (old) store_.discard(*old);
+    return {entry, old.has_value()};
 }
 
 void UploadSessions::abort(const std::string& key) {
@@ -160,7 +184,7 @@ int UploadSessions::reapIdle() {
         std::unique_lock<std::mutex> sl(s.mutex, std::try_to_lock);
         if (sl.owns_lock() && now - s.lastUse > limits_.idleTimeout) {
             drop(s);
-            announced_ -= s.entry.filelen;
+            release(s);
             sl.unlock();
             it = sessions_.erase(it);
             ++count;

@@ -17,7 +17,16 @@ class Store;
 struct UploadLimits {
     int maxSessions = 64;
     std::int64_t maxStagingBytes = 8LL << 30;  // sum of the announced lengths of open sessions
+    // The share of one account, so that it cannot hold every other one off: room for one largest file.
+    int maxSessionsPerAccount = 8;
+    std::int64_t maxStagingBytesPerAccount = 2LL << 30;
     std::chrono::seconds idleTimeout{600};
+};
+
+// What a session that ended well put into the catalogue.
+struct Committed {
+    CatalogueEntry entry;
+    bool replaced = false;
 };
 
 class UploadSessions {
@@ -25,13 +34,14 @@ public:
     UploadSessions(const Store& store, UploadLimits limits);
     ~UploadSessions();  // drops every open session
 
-    // Opens a session for a validated entry; returns its key. Throws ServiceError when a limit is reached.
+    // Opens a session for a validated entry of the account entry.userid; returns its key. Throws
+    // ServiceError when a limit, of all sessions or of the account's, is reached.
     std::string begin(const CatalogueEntry& entry, bool replace);
     // Appends a block; returns the number of bytes received so far. Throws ServiceError.
     std::int64_t append(const std::string& key, const unsigned char* data, size_t size);
     // Checks the length, installs the file and commits the catalogue row. The session is gone afterwards,
     // whether it succeeded or not. Throws ServiceError.
-    void end(const std::string& key, Catalogue& catalogue);
+    Committed end(const std::string& key, Catalogue& catalogue);
     // Drops the session and its staging file. Throws ServiceError for an unknown key.
     void abort(const std::string& key);
     // Drops sessions idle for longer than the timeout; returns how many.
@@ -43,12 +53,18 @@ private:
     std::shared_ptr<Session> take(const std::string& key);
     std::shared_ptr<Session> get(const std::string& key);
     void drop(Session& s);
+    void release(const Session& s);  // gives back what the session counted against the limits
 
     const Store& store_;
     UploadLimits limits_;
     std::mutex mutex_;
     std::map<std::string, std::shared_ptr<Session>> sessions_;
     std::int64_t announced_ = 0;
+    struct Share {
+        int sessions = 0;
+        std::int64_t announced = 0;
+    };
+    std::map<std::string, Share> accounts_;
 };
 
 #endif

@@ -76,11 +76,13 @@ private:
 int main(int argc, char** argv) {
     CLI::App app{"Reference analysed-data service"};
     app.set_version_flag("--version", ANADATA_VERSION_STRING, "Print the version and exit");
-    std::string storeDir, bind = "127.0.0.1", explogPath, newUser;
+    std::string storeDir, bind = "127.0.0.1", explogPath, newUser, logPath;
     int port = 8080;
     HttpLimits http;
+    ConnectionLimits& connection = http.connection;
     UploadLimits uploads;
     ServiceLimits limits;
+    TlsFiles tls;
     long long idleSeconds = uploads.idleTimeout.count();
     app.add_option("--store", storeDir, "Store directory (catalogue and data files)")->required();
     app.add_option("--bind", bind, "Address to listen on")->capture_default_str();
@@ -88,19 +90,41 @@ int main(int argc, char** argv) {
         CLI::Range(0, 65535));
     app.add_option("--explog", explogPath, "Experiment log (CSV with a header row, first column the shot)");
     app.add_option("--add-user", newUser, "Add or reset an account, reading its password from standard input");
-    app.add_option("--threads", http.threads, "Worker threads")->capture_default_str()->check(CLI::Range(1, 256));
-    app.add_option("--timeout", http.timeoutSeconds, "Seconds to wait for each read or write of a connection")
+    app.add_option("--tls-cert", tls.certificate, "Serve https only, with this certificate chain (PEM)");
+    app.add_option("--tls-key", tls.key, "Private key (PEM) of the --tls-cert certificate");
+    app.add_option("--log", logPath, "Append the audit trail to this file instead of standard error");
+    app.add_option("--threads", limits.operations, "Operations that run at once")
+        ->capture_default_str()->check(CLI::Range(1, 256));
+    app.add_option("--connections", http.connections, "Connections served at once")
+        ->capture_default_str()->check(CLI::Range(1, 4096));
+    app.add_option("--timeout", connection.ioSeconds, "Seconds any one read or write of a connection may wait")
         ->capture_default_str()->check(CLI::Range(1, 3600));
+    app.add_option("--head-timeout", connection.headSeconds,
+                   "Seconds from connecting to the end of the request head, TLS handshake included")
+        ->capture_default_str()->check(CLI::Range(1, 3600));
+    app.add_option("--request-timeout", connection.requestSeconds,
+                   "Seconds from connecting to the end of the request, and again for the answer")
+        ->capture_default_str()->check(CLI::Range(1, 86400));
     app.add_option("--session-timeout", idleSeconds, "Seconds after which an idle upload session is dropped")
         ->capture_default_str()->check(CLI::Range(1LL, 86400LL * 30));
     app.add_option("--max-sessions", uploads.maxSessions, "Open upload sessions at most")
         ->capture_default_str()->check(CLI::Range(1, 100000));
     app.add_option("--max-staging", uploads.maxStagingBytes, "Bytes announced by open upload sessions at most")
         ->capture_default_str()->check(CLI::PositiveNumber);
+    app.add_option("--max-sessions-per-account", uploads.maxSessionsPerAccount,
+                   "Open upload sessions of one account at most")
+        ->capture_default_str()->check(CLI::Range(1, 100000));
+    app.add_option("--max-staging-per-account", uploads.maxStagingBytesPerAccount,
+                   "Bytes announced by the open upload sessions of one account at most")
+        ->capture_default_str()->check(CLI::PositiveNumber);
     app.add_option("--max-block", limits.maxBlock, "Bytes of one transferred block at most")
         ->capture_default_str()->check(CLI::Range(1024, 64 << 20));
+    app.add_option("--login-failures", limits.logins.accountFailures,
+                   "Failed logins in a row that lock an account for a while; four times as many lock a client address")
+        ->capture_default_str()->check(CLI::Range(1, 1000));
     CLI11_PARSE(app, argc, argv);
     uploads.idleTimeout = std::chrono::seconds(idleSeconds);
+    limits.logins.addressFailures = 4 * limits.logins.accountFailures;
 
     try {
         if (!newUser.empty()) return addUser(storeDir, newUser);
@@ -108,7 +132,7 @@ int main(int argc, char** argv) {
         ExperimentLog log;
         if (!explogPath.empty()) log = ExperimentLog::load(explogPath);
         Store probe(storeDir);
-        int lockFd = open((probe.root() + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        int lockFd = open((probe.root() + "/lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
         if (lockFd < 0 || flock(lockFd, LOCK_EX | LOCK_NB) != 0)
             throw std::runtime_error("store " + probe.root() + " is in use by another server");
         {
@@ -116,14 +140,15 @@ int main(int argc, char** argv) {
             probe.recover(catalogue);
         }
         Service service(storeDir, uploads, limits, std::move(log));
+        if (!logPath.empty()) service.audit = std::make_unique<AuditLog>(logPath);
         char host[256] = "";
         gethostname(host, sizeof host - 1);
         service.hostname = host;
         // A block travels as base64 (4/3 of its size) inside a small envelope.
-        http.maxMessage = static_cast<unsigned long long>(limits.maxBlock) * 4 / 3 + (1 << 20);
+        connection.maxMessage = static_cast<unsigned long long>(limits.maxBlock) * 4 / 3 + (1 << 20);
 
         installSignals();
-        HttpServer server(service, bind, port, http);
+        HttpServer server(service, bind, port, http, tls);
         std::printf("listening on %s\n", server.url().c_str());
         std::fflush(stdout);
         Reaper reaper(service.sessions, uploads.idleTimeout);

@@ -15,6 +15,7 @@
 
 #include "DataBlockReply.h"
 #include "FileDate.h"
+#include "HttpsClient.h"
 #include "MessageLimits.h"
 
 std::string TavolenSoapClient::IGNORE;
@@ -52,18 +53,23 @@ int readData(int fd, unsigned char* buf, int len) {
 
 }  // namespace
 
-TavolenSoapClient::TavolenSoapClient(const char* url)
+TavolenSoapClient::TavolenSoapClient(const char* url, const char* caFile)
     : endpoint(strdup(url != nullptr ? url : "")),
       // Requests are written as plain trees: a string passed twice (the account as "user" and
       // as the record's "userid") must not become an href to a shared, typed element.
       soap(SOAP_IO_KEEPALIVE, SOAP_IO_KEEPALIVE | SOAP_XML_TREE) {
     soap.send_timeout = 30;
     soap.recv_timeout = 30;
+    // The 30 seconds bound each request as a whole too: a reply that trickles in a byte at a
+    // time fails the call instead of holding it for ever.
+    soap.transfer_timeout = 30;
     // A server that hangs up mid-request must give a failed call, not a SIGPIPE.
     soap.socket_flags = MSG_NOSIGNAL;
     // A reply is at most one block (about 1.1 MB as base64) or one result list; a service
     // that sends or announces more than this is not believed, rather than buffered without bound.
     limitIncomingMessages(&soap, MAX_REPLY_BYTES);
+    // A failed set-up leaves its fault in the context; the first call then reports it.
+    if (isHttpsEndpoint(endpoint)) setUpHttps(&soap, caFile);
 }
 
 TavolenSoapClient::~TavolenSoapClient() {

@@ -24,8 +24,11 @@ public:
     // An empty string that nothing in the library reads.
     static std::string IGNORE;
 
-    // Copies endpoint (a null pointer is taken as ""); send and receive time-outs of 30 s.
-    explicit TavolenSoapClient(const char* endpoint);
+    // Copies endpoint (a null pointer is taken as ""); send and receive time-outs of 30 s, and
+    // 30 s for each request as a whole. An https endpoint's certificate and host name are
+    // verified against caFile (a PEM bundle), or the system's store when it is null or empty;
+    // when that cannot be set up, the calls fail.
+    explicit TavolenSoapClient(const char* endpoint, const char* caFile = nullptr);
     ~TavolenSoapClient();
     TavolenSoapClient(const TavolenSoapClient&) = delete;
     TavolenSoapClient& operator=(const TavolenSoapClient&) = delete;

@@ -91,9 +91,9 @@ int main(int argc, char** argv) {
     ServiceClient up(server.url());
     // The first login of an account derives its PBKDF2 hash (tens of milliseconds); keep it out of the figures.
     char warm[] = "warm-up";
-    up.upload("bench", "bench", ServiceClient::record(warm, 1, 1, 0), "x");
+    up.upload("bench", "bench", dataSet(warm, 1, 1, 0), "x");
     Figures f = measure(server.pid(), [&] {
-        if (up.upload("bench", "bench", ServiceClient::record(diag, 1, 1, 0), bytes)) std::printf("upload failed: %s\n", up.fault().c_str());
+        if (up.upload("bench", "bench", dataSet(diag, 1, 1, 0), bytes)) std::printf("upload failed: %s\n", up.fault().c_str());
     });
     report("SOAP upload", mb, f);
 
@@ -140,7 +140,7 @@ int main(int argc, char** argv) {
             std::string name = "client" + std::to_string(c);
             for (int i = 1; i <= 20; ++i) {
                 std::string got;
-                if (client.upload("bench", "bench", ServiceClient::record(&name[0], i, 1, 0), one) ||
+                if (client.upload("bench", "bench", dataSet(&name[0], i, 1, 0), one) ||
                     client.download(&client.pathOf(name.c_str(), i, 1)[0], got) || got != one)
                     ++failed;
             }

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "TavolenSoapClient.h"
+#include "settings_file.h"
 #include "anadata_util.h"
 #include "data_download.h"
 #include "../util/zip_support.h"
@@ -66,7 +67,7 @@ bool downloadDataSet(const char* diag, int shot, int subshot, std::string& file,
     std::string serverName;
     bool fetched;
     {
-        TavolenSoapClient client(clsAnaDataAccess::endpoint.c_str());
+        TavolenSoapClient client(clsAnaDataAccess::endpoint.c_str(), anadata::detail::processCaFile().c_str());
         fetched = client.getData(diag, shot, subshot, serverName, directory.c_str(), tmpName.c_str());
     }
     if (!fetched) {
@@ -120,7 +121,7 @@ bool clsAnaDataAccess::Regist(const char* dir, const char* file, const char* dia
         return result;
     }
     {
-        TavolenSoapClient client(endpoint.c_str());
+        TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
         result = client.putData(user.c_str(), pass.c_str(), "/tmp", zipName.c_str(), diag, shot, subshot, summary);
     }
     unlink(zipPath.c_str());
@@ -128,13 +129,13 @@ bool clsAnaDataAccess::Regist(const char* dir, const char* file, const char* dia
 }
 
 bool clsAnaDataAccess::Delete(const char* diag, int shot, int subshot) {
-    TavolenSoapClient client(endpoint.c_str());
+    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
     return client.delData(user.c_str(), pass.c_str(), diag, shot, subshot);
 }
 
 bool clsAnaDataAccess::Search(std::vector<std::string> diags, int lower, int higher, int subshot,
                               const char* userFilter, int limit, std::vector<TavolenInfo>& out) {
-    TavolenSoapClient client(endpoint.c_str());
+    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
     ns__TavolenInfoArray rows;
     if (!client.getTavolenInfo(std::move(diags), lower, higher, subshot, userFilter, limit, rows)) return false;
     for (int i = 0; i < rows.__size && rows.__ptr != nullptr; ++i) {
@@ -156,7 +157,7 @@ bool clsAnaDataAccess::Search(std::vector<std::string> diags, int lower, int hig
 }
 
 bool clsAnaDataAccess::getDiagnostics(std::vector<std::string>& out) {
-    TavolenSoapClient client(endpoint.c_str());
+    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
     ns__StringArray names;
     if (!client.getDiagnostics(names)) return false;
     appendStrings(names, out);
@@ -164,7 +165,7 @@ bool clsAnaDataAccess::getDiagnostics(std::vector<std::string>& out) {
 }
 
 bool clsAnaDataAccess::getNumEntry(const char* diag, int shot, int range, std::vector<NumEntry>& out) {
-    TavolenSoapClient client(endpoint.c_str());
+    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
     ns__NumEntryArray rows;
     if (!client.getNumEntry(diag, shot, range, rows)) return false;
     for (int i = 0; i < rows.__size && rows.__ptr != nullptr; ++i) {
@@ -177,7 +178,7 @@ bool clsAnaDataAccess::getNumEntry(const char* diag, int shot, int range, std::v
 }
 
 bool clsAnaDataAccess::getDiagEntry(std::vector<DiagEntry>& out) {
-    TavolenSoapClient client(endpoint.c_str());
+    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
     ns__DiagEntryArray rows;
     if (!client.getDiagEntry(rows)) return false;
     for (int i = 0; i < rows.__size && rows.__ptr != nullptr; ++i) {
@@ -190,7 +191,7 @@ bool clsAnaDataAccess::getDiagEntry(std::vector<DiagEntry>& out) {
 }
 
 std::vector<std::string> clsAnaDataAccess::getExplogColNames() {
-    TavolenSoapClient client(endpoint.c_str());
+    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
     ns__StringArray names;
     if (!client.getExplogColNames(names)) throw clsException("ERROR");
     std::vector<std::string> out;
@@ -199,7 +200,7 @@ std::vector<std::string> clsAnaDataAccess::getExplogColNames() {
 }
 
 std::vector<std::string> clsAnaDataAccess::getExplogColValues(int shot) {
-    TavolenSoapClient client(endpoint.c_str());
+    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
     ns__StringArray values;
     if (!client.getExplogColVals(shot, values)) throw clsException("ERROR");
     std::vector<std::string> out;
@@ -208,14 +209,14 @@ std::vector<std::string> clsAnaDataAccess::getExplogColValues(int shot) {
 }
 
 std::string clsAnaDataAccess::getExplogColValue(int shot, const char* column) {
-    TavolenSoapClient client(endpoint.c_str());
+    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
     char* value = nullptr;
     if (!client.getExplogColVal(shot, column, value)) throw clsException("ERROR");
     return copyText(value);
 }
 
 void clsAnaDataAccess::changePassword(const char* user, const char* oldpass, const char* newpass) {
-    TavolenSoapClient client(endpoint.c_str());
+    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
     if (!client.changePassword(user, oldpass, newpass)) throw clsException("ERROR");
 }
 

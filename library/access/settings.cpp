@@ -26,6 +26,7 @@ void apply(const anadata::detail::SettingsValues& values) {
         {&values.limit, &clsAnaDataAccess::limit},     {&values.page, &clsAnaDataAccess::page}};
     for (const auto& [value, member] : fields)
         if (*value) *member = **value;
+    if (values.caFile) anadata::detail::processCaFile() = *values.caFile;
 }
 
 }  // namespace

@@ -76,6 +76,11 @@ bool readSettingsFile(const char* path, SettingsValues& values) {
     return true;
 }
 
+std::string& processCaFile() {
+    static std::string caFile;
+    return caFile;
+}
+
 std::string searchSettingsFile(SettingsValues& values) {
     if (const char* named = std::getenv("CLIENT_INI2"))
         if (readSettingsFile(named, values)) return named;

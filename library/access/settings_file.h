@@ -22,6 +22,10 @@ std::string settingsValue(const std::string& line);
 // and never read: true, with nothing read.
 bool readSettingsFile(const char* path, SettingsValues& values);
 
+// The https CA bundle of the process-wide settings (the "cafile" key of the file they came from),
+// which is not one of the access object's own settings; empty: the system's store.
+std::string& processCaFile();
+
 // Reads the first settings file that opens of $CLIENT_INI2, $HOME/.client2.ini and
 // /etc/client2.ini into values and returns its path; empty when none opens.
 std::string searchSettingsFile(SettingsValues& values);

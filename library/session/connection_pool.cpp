@@ -3,6 +3,7 @@
 
 #include <sys/socket.h>
 
+#include "HttpsClient.h"
 #include "MessageLimits.h"
 #include "TavolenSoapClient.h"
 #include "session.h"
@@ -16,10 +17,6 @@ void freeContext(struct soap* soap) {
     soap_destroy(soap);
     soap_end(soap);
     soap_free(soap);  // closes the connection and releases the https state too
-}
-
-bool isHttps(const std::string& endpoint) {
-    return endpoint.compare(0, 8, "https://") == 0;
 }
 
 }  // namespace
@@ -43,9 +40,7 @@ struct soap* ConnectionPool::create() const {
     soap->transfer_timeout = static_cast<int>(settings_.requestTimeout.count());
     soap->socket_flags = MSG_NOSIGNAL;
     limitIncomingMessages(soap, TavolenSoapClient::MAX_REPLY_BYTES);
-    if (isHttps(settings_.endpoint) &&
-        soap_ssl_client_context(soap, SOAP_SSL_DEFAULT, nullptr, nullptr,
-                                settings_.caFile.empty() ? nullptr : settings_.caFile.c_str(), nullptr, nullptr)) {
+    if (isHttpsEndpoint(settings_.endpoint.c_str()) && setUpHttps(soap, settings_.caFile.c_str()) != SOAP_OK) {
         const char** text = soap_faultdetail(soap);
         const std::string detail = text != nullptr && *text != nullptr ? *text : "";
         freeContext(soap);

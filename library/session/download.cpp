@@ -35,7 +35,9 @@ std::map<int, std::int64_t> catalogueLengths(Session::Impl& impl, const std::str
         return lengths;
     }
     for (const Entry& e : rows)
-        if (e.name == name && e.subshot == subshot && e.shot >= first && e.shot <= last) lengths[e.shot] = e.size;
+        // An archive is never empty: a length of 0 or less says nothing.
+        if (e.name == name && e.subshot == subshot && e.shot >= first && e.shot <= last && e.size > 0)
+            lengths[e.shot] = e.size;
     complete = static_cast<int>(rows.size()) < limit;
     return lengths;
 }
@@ -44,7 +46,7 @@ void downloadArchive(Session::Impl& impl, const DataSetRef& ref, ArchiveLength l
                      const std::function<void(const std::string& serverName)>& onPath,
                      const std::function<void(const unsigned char* data, std::size_t size)>& sink) {
     const std::string what = "fetch " + ref.text();
-    checkProgress(control, what, 0, 0);
+    if (control.stop != nullptr && control.stop->load()) throw Error(ErrorCode::cancelled, what + ": cancelled");
     if (!length.bytes && length.lookUp) {
         bool complete = false;
         const auto lengths = catalogueLengths(impl, ref.name, ref.shot, ref.shot, ref.subshot, complete);
@@ -67,7 +69,9 @@ void downloadArchive(Session::Impl& impl, const DataSetRef& ref, ArchiveLength l
 
     std::vector<unsigned char> block;
     std::uint64_t done = 0;
-    for (;;) {
+    // With the catalogue's length the download ends on its last byte; without it, on the empty
+    // block that answers a read past the end.
+    while (!length.bytes || done < total) {
         callService(lease, impl.pool.settings(), what, ErrorCode::refused, [&](struct soap* soap) {
             int status = soap_send_ns__getData(soap, text(endpoint), nullptr, text(path), static_cast<int>(done),
                                                TavolenSoapClient::BLOCK_SIZE);

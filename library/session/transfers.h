@@ -36,7 +36,8 @@ struct ArchiveLength {
 };
 
 // Downloads the data set's archive on one connection: its catalogue length (see ArchiveLength),
-// its server path, then block after block until an empty one. onPath receives the server's file
+// its server path, then block after block up to that length, or without one until an empty
+// block. onPath receives the server's file
 // name (the path's last component) before the first block; sink receives the blocks. Throws
 // Error: not_found for an unknown data set, protocol when the blocks pass the catalogue's length
 // or end short of it, cancelled, and whatever onPath and sink throw.

@@ -17,7 +17,7 @@ namespace anadata::detail {
 class ZipWriter {
 public:
     // `entryName` is stored as given (callers pass the data file's base name). Throws ZipError for
-    // a name over 65535 bytes or a bad piece size. Nothing reaches the sink before the first write().
+    // a name over 65535 bytes or a bad piece size. Nothing reaches the sink before write() or finish().
     ZipWriter(std::string entryName, ByteSink sink, DeflateOptions options = {});
     ~ZipWriter();
     ZipWriter(const ZipWriter&) = delete;

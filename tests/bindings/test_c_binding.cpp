@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -128,10 +129,13 @@ TEST(CBindingRecord, RecordRefusalsGive3WithTheirMessage) {
     };
     for (const auto& [call, message] : cases) {
         CaptureStderr();
-        EXPECT_EQ(call(), 3) << message;
+        EXPECT_EQ(call(), ANADATA_REFUSED) << message;
         EXPECT_EQ(GetCapturedStderr(), message);
+        EXPECT_EQ(cAnaDataLastError() + std::string("\n"), message);
     }
     EXPECT_EQ(text, nullptr);
+    // Each thread has its own last error.
+    std::thread([] { EXPECT_STREQ(cAnaDataLastError(), ""); }).join();
 }
 
 TEST(CBindingRecord, NullArgumentsAndNegativeSizesAreRefused) {

@@ -34,6 +34,7 @@ int g77anadatagetvalunit_(int*, int*, char*, int);
 int g77anadatagetdimunit2_(int*, char*, char*, int, int);
 int g77anadatagetvalunit2_(int*, char*, char*, int, int);
 int g77anadataregist_(int*);
+int g77anadatalasterror_(char*, int);
 int g77anadatasetdimdata_(int*, int*, char*, char*, int*, double*, int, int);
 int g77anadatasetvaldata_(int*, int*, char*, char*, int*, double*, int, int);
 }
@@ -134,6 +135,9 @@ TEST(FortranRecord, RefusalsGiveTheCMembersCodesAndMessages) {
     EXPECT_EQ(GetCapturedStderr(),
               "getValData out of range\nNotAllocated\ngetValName out of range\nInvalid Val Name\n"
               "g77anadatagetdate_: null argument\ng77anadataload_: null argument\n");
+    char last[16];
+    EXPECT_EQ(g77anadatalasterror_(last, sizeof last), 0);
+    EXPECT_EQ(std::string(last, sizeof last), "NotAllocated    ");
 }
 
 TEST(FortranFiles, LoadOfAnUnknownFormatOrAnEmptyNameFails) {

@@ -80,8 +80,13 @@ TEST_F(FaultTest, NoEndpointNothingListeningAndEveryFaultAreFailures) {
     }
 }
 
-TEST_F(FaultTest, AServerThatStopsAnsweringTimesOutAfterThirtySeconds) {
-    FakeService service([](const std::string&) { return FakeService::Answer{FakeService::Action::stall, ""}; });
+// Each read gets its byte well within the 30 s, but the request as a whole may not take longer.
+TEST_F(FaultTest, AReplyThatTricklesInFailsTheCallAfterThirtySeconds) {
+    FakeService service([](const std::string&) {
+        FakeService::Answer a = FakeService::response("getTavolenDataPath", "<path>" + std::string(200, 'p') + "</path>");
+        a.action = FakeService::Action::trickle;
+        return a;
+    });
     use(service.url());
     clsAnaDataAccess access;
     std::string file;

@@ -33,6 +33,7 @@ public:
 
     const std::string& url() const { return url_; }
     int port() const { return std::stoi(url_.substr(url_.rfind(':') + 1)); }
+    pid_t pid() const { return pid_; }
 
     // SIGTERM (SIGKILL after 10 s), or SIGKILL at once as a crash would; returns the wait status.
     int stop() { return finish(SIGTERM); }

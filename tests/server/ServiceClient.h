@@ -30,9 +30,12 @@ inline std::vector<std::string> strings(const ns__StringArray& ary) {
 
 class ServiceClient {
 public:
-    explicit ServiceClient(std::string url) : url_(std::move(url)), soap_(soap_new()) {
-        soap_->send_timeout = soap_->recv_timeout = 30;
+    // caFile: the authority an https server must be signed by.
+    explicit ServiceClient(std::string url, const char* caFile = nullptr, int timeout = 30)
+        : url_(std::move(url)), soap_(soap_new()) {
+        soap_->send_timeout = soap_->recv_timeout = timeout;
         soap_->socket_flags = MSG_NOSIGNAL;  // a server that hangs up must not kill the test with SIGPIPE
+        if (caFile) soap_ssl_client_context(soap_, SOAP_SSL_DEFAULT, nullptr, nullptr, caFile, nullptr, nullptr);
     }
     ~ServiceClient() {
         soap_destroy(soap_);
@@ -47,6 +50,12 @@ public:
     std::string fault() {
         const char* text = *soap_faultstring(soap_);
         return soap_->error && text ? text : "";
+    }
+
+    // The fault code of the last failed call, e.g. "SOAP-ENV:Client.NotFound", or "" when there is none.
+    std::string faultCode() {
+        const char* code = *soap_faultcode(soap_);
+        return soap_->error && code ? code : "";
     }
 
     // Calls one generated stub on this context and endpoint: call(soap_call_ns__getData, path, pos, size, bin).

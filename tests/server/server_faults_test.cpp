@@ -1,5 +1,6 @@
 // anadata-server refuses bad input with a fault, keeps serving, and loses nothing committed on a crash.
 #include <chrono>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -211,6 +212,44 @@ TEST_F(FaultsTest, SessionCountIsBounded) {
     int ret = 0;
     ASSERT_EQ(c->call(soap_call_ns__abortTavolenDataRegistration, s(first), ret), 0);
     EXPECT_EQ(c->begin(dataSet("n", 1, 1, 1), session), 0);
+}
+
+TEST_F(FaultsTest, OneAccountCannotTakeEverySessionOrAllStagingSpace) {
+    start({"--max-sessions-per-account", "2", "--max-staging-per-account", "100"});
+    auto c = client();
+    std::string first, session;
+    ASSERT_EQ(c->begin(dataSet("q", 1, 1, 60), first), 0);
+    EXPECT_NE(c->begin(dataSet("q", 2, 1, 60), session), 0);
+    EXPECT_EQ(c->fault(), "not enough staging space left to account alice for 60 bytes, try again later");
+    ASSERT_EQ(c->begin(dataSet("q", 2, 1, 40), session), 0);
+    EXPECT_NE(c->begin(dataSet("q", 3, 1, 0), session), 0);
+    EXPECT_EQ(c->fault(), "too many open upload sessions of account alice, try again later");
+    EXPECT_EQ(c->begin(dataSet("q", 3, 1, 60), session, "bob", "builder"), 0) << c->fault();
+    int ret = 0;
+    ASSERT_EQ(c->call(soap_call_ns__abortTavolenDataRegistration, s(first), ret), 0);
+    EXPECT_EQ(c->begin(dataSet("q", 4, 1, 60), session), 0) << c->fault();
+}
+
+TEST_F(FaultsTest, FaultCodesTellTheKindOfError) {
+    auto c = client();
+    char* text = nullptr;
+    ns__StringArray values;
+    ns__Binary bin;
+    ns__NumEntryArray counts;
+    int ret = 0;
+    const std::string notFound = "SOAP-ENV:Client.NotFound", unauthorized = "SOAP-ENV:Client.Unauthorized";
+    const std::vector<std::pair<std::function<int()>, std::string>> cases = {
+        {[&] { return c->call(soap_call_ns__getTavolenDataPath, s("none"), 1, 1, text); }, notFound},
+        {[&] { return c->call(soap_call_ns__getData, s(store + "/data/x/y"), 0, 1, bin); }, notFound},
+        {[&] { return c->call(soap_call_ns__getExplogColumnValues, 999, values); }, notFound},
+        {[&] { return c->call(soap_call_ns__getExplogColumnValue, 100, s("none"), text); }, notFound},
+        {[&] { return c->call(soap_call_ns__changePassword, s("alice"), s("bad"), s("x"), ret); }, unauthorized},
+        {[&] { return c->call(soap_call_ns__getNumEntry, s("A"), 1, -1, counts); }, "SOAP-ENV:Client"},
+    };
+    for (const auto& [call, code] : cases) {
+        EXPECT_NE(call(), 0);
+        EXPECT_EQ(c->faultCode(), code) << c->fault();
+    }
 }
 
 TEST_F(FaultsTest, KillDuringUploadKeepsCommittedDataAndDropsTheRest) {

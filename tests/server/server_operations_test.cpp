@@ -152,10 +152,24 @@ TEST_F(CatalogueTest, ListFiltersByNamesShotsSubshotUserAndLimit) {
     EXPECT_EQ(c->fault(), "sub-shot number -1 is negative");
 }
 
-TEST_F(CatalogueTest, OnlyTheRegisteringAccountDeletes) {
+TEST_F(CatalogueTest, OnlyTheRegisteringAccountDeletesOrReplaces) {
     auto c = client();
-    std::string path = c->pathOf("A", 10, 1), back;
+    std::string path = c->pathOf("A", 10, 1), back, session;
     int ret = -1;
+    EXPECT_NE(c->begin(dataSet("A", 10, 1, 3), session, "bob", "builder", true), 0);
+    EXPECT_EQ(c->fault(), "data set A shot 10 sub-shot 1 was registered by another account");
+    EXPECT_EQ(c->faultCode(), "SOAP-ENV:Client.Unauthorized");
+    EXPECT_EQ(stagingFiles(), 0u);
+    // A replacement begun before another account registered the entry is refused when it ends.
+    ASSERT_EQ(c->begin(dataSet("late", 1, 1, 1), session, "bob", "builder", true), 0);
+    ASSERT_EQ(c->upload(dataSet("late", 1, 1), "a"), 0);
+    ASSERT_EQ(c->put(session, "b"), 0);
+    EXPECT_NE(c->end(session), 0);
+    EXPECT_EQ(c->fault(), "data set late shot 1 sub-shot 1 was registered by another account");
+    EXPECT_EQ(stagingFiles(), 0u);
+    ASSERT_EQ(c->download(c->pathOf("late", 1, 1), back), 0);
+    EXPECT_EQ(back, "a");
+
     const struct {
         const char *user, *pass;
         int sub;

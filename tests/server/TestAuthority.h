@@ -1,0 +1,34 @@
+// A throwaway certificate authority made with the openssl command, and a server certificate it signed
+// for 127.0.0.1 and localhost; the files live in the caller's directory.
+#ifndef ANADATA_TEST_TESTAUTHORITY_H
+#define ANADATA_TEST_TESTAUTHORITY_H
+
+#include <cstdlib>
+#include <string>
+
+struct TestAuthority {
+    std::string ca, certificate, key;  // PEM files
+    bool made = false;
+
+    // name tells the files of several authorities in one directory apart.
+    TestAuthority(const std::string& dir, const std::string& name = "ca") {
+        std::string base = dir + "/" + name;
+        ca = base + ".pem";
+        certificate = base + "-server.pem";
+        key = base + "-server.key";
+        made = run("openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=" + name + " -keyout " + base +
+                   ".key -out " + ca) &&
+               run("openssl req -newkey rsa:2048 -nodes -subj /CN=127.0.0.1 -keyout " + key + " -out " + base +
+                   ".csr") &&
+               run("printf 'subjectAltName=IP:127.0.0.1,DNS:localhost\\n' > " + base + ".ext") &&
+               run("openssl x509 -req -days 1 -in " + base + ".csr -CA " + ca + " -CAkey " + base +
+                   ".key -CAcreateserial -extfile " + base + ".ext -out " + certificate);
+    }
+
+private:
+    static bool run(const std::string& command) {
+        return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+    }
+};
+
+#endif
