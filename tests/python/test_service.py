@@ -58,7 +58,8 @@ def peer(workdir):
         servers.append(server)
         if tls:
             subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "1",
-                            "-subj", "/CN=127.0.0.1", "-keyout", "key.pem", "-out", "cert.pem"],
+                            "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", "key.pem",
+                            "-out", "cert.pem"],
                            check=True, capture_output=True)
             context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
             context.load_cert_chain("cert.pem", "key.pem")
@@ -88,6 +89,14 @@ def fault(code):
             "</SOAP-ENV:Fault></SOAP-ENV:Body></SOAP-ENV:Envelope>").encode()
     return b"HTTP/1.1 500 Internal Server Error\r\nContent-Type: text/xml\r\nContent-Length: %d\r\n\r\n%s" % (
         len(body), body)
+
+
+def test_https_with_the_settings_authority(peer):
+    body = ('<?xml version="1.0"?><SOAP-ENV:Envelope xmlns:SOAP-ENV="http://schemas.xmlsoap.org/soap/envelope/" '
+            'xmlns:ns="http://localhost/tavolen/"><SOAP-ENV:Body><ns:getDiagnosticsResponse><diags><item>x</item>'
+            '</diags></ns:getDiagnosticsResponse></SOAP-ENV:Body></SOAP-ENV:Envelope>').encode()
+    reply = b"HTTP/1.1 200 OK\r\nContent-Type: text/xml\r\nContent-Length: %d\r\n\r\n%s" % (len(body), body)
+    assert anadata.Session(peer(reply, tls=True), cafile="cert.pem").names() == ["x"]
 
 
 def test_each_failure_raises_its_class(peer):
