@@ -13,6 +13,7 @@ namespace tool {
 // Options given before the subcommand.
 struct GlobalOptions {
     std::string ini;  // --ini: settings file instead of the library's search
+    int threads = 0;  // --threads: compression threads of a registration, 0 = one per core
 };
 
 // show, convert, sample: data files on this machine (show also fetches).

@@ -34,6 +34,7 @@ anadata::SessionOptions readSettings(const GlobalOptions& globals) {
 
 anadata::Session openSession(const GlobalOptions& globals, const std::string& user, bool credentials) {
     anadata::SessionOptions options = readSettings(globals);
+    options.compressionThreads = globals.threads;
     if (!user.empty() && user != options.account) {
         // The configured password belongs to the configured account, not to this one.
         options.account = user;

@@ -40,6 +40,8 @@ int main(int argc, char** argv) {
     app.require_subcommand(0, 1);
     app.set_version_flag("--version", anadata_version(), "Print the library's version and exit");
     app.add_option("--ini", globals.ini, "Settings file to use instead of $CLIENT_INI2, ~/.client2.ini, /etc/client2.ini");
+    app.add_option("--threads", globals.threads, "Threads that compress a registration (default: one per core)")
+        ->check(CLI::Range(0, 256));
     tool::addRecordCommands(app, globals);
     tool::addTransferCommands(app, globals);
     tool::addExportCommand(app, globals);
