@@ -1,5 +1,6 @@
 // getSummary: the header summary, date and time of a text data file; dispSummary, its silent companion.
 #include "explog.h"
+#include "summary.h"
 
 #include <cctype>
 #include <cstdio>
@@ -59,58 +60,90 @@ bool parseDate(const char* line, char* date, char* time) {
     return false;
 }
 
-// Closes the file on every way out of getSummary.
+// Closes the file on every way out of the reading.
 struct CloseFile {
     void operator()(FILE* file) const { std::fclose(file); }
 };
 
 }  // namespace
 
-void getSummary(std::string file, std::string& summary, std::string& date, std::string& time) {
-    char line[lineLimit + 1] = {};
+}  // namespace qx
+
+namespace anadata::detail {
+
+SummaryResult readSummary(const std::string& file) {
+    SummaryResult result;
+    char line[qx::lineLimit + 1] = {};
     std::string collected;
     unsigned flags = 0;
 
     FILE* in = std::fopen(file.c_str(), "r");
     if (in == nullptr) {
-        std::fprintf(stderr, "cant open file %s\n", file.c_str());
-        throw 1;
+        result.failure = 1;
+        result.message = "cant open file " + file + "\n";
+        return result;
     }
-    const std::unique_ptr<FILE, CloseFile> closer(in);
+    const std::unique_ptr<FILE, qx::CloseFile> closer(in);
 
-    while (std::fgets(line, lineLimit, in) != nullptr) {
-        std::string key = normalise(line);
-        const HeaderKey* hit = nullptr;
-        for (const HeaderKey& candidate : headerKeys)
+    while (std::fgets(line, qx::lineLimit, in) != nullptr) {
+        // Every key starts with '#', which normalising keeps: other lines (the data) are passed over.
+        if (std::strchr(line, '#') == nullptr) continue;
+        std::string key = qx::normalise(line);
+        const qx::HeaderKey* hit = nullptr;
+        for (const qx::HeaderKey& candidate : qx::headerKeys)
             if (key.find(candidate.text) != std::string::npos) {
                 hit = &candidate;
                 break;
             }
         if (hit == nullptr) continue;
 
-        if (hit->flag == dateFlag) {
-            char day[dateLimit] = {};
-            char clock[dateLimit] = {};
-            if (!parseDate(key.c_str(), day, clock)) {
-                std::fputs("Date Format Error\n", stderr);
-                throw 3;
+        if (hit->flag == qx::dateFlag) {
+            char day[qx::dateLimit] = {};
+            char clock[qx::dateLimit] = {};
+            if (!qx::parseDate(key.c_str(), day, clock)) {
+                result.failure = 3;
+                result.message = "Date Format Error\n";
+                return result;
             }
-            date = day;
-            time = clock;
+            result.date = day;
+            result.time = clock;
         }
         flags |= hit->flag;
         if (!hit->kept) continue;
 
         // A line that would not fit is left out; a shorter later one may still go in.
         std::size_t length = std::strlen(line);
-        if (collected.size() + length < summaryLimit) collected.append(line, length);
+        if (collected.size() + length < qx::summaryLimit) collected.append(line, length);
     }
     if (std::ferror(in)) {
-        std::fprintf(stderr, "File Cannot Open %s", file.c_str());
-        throw 2;
+        result.failure = 2;
+        result.message = "File Cannot Open " + file;
+        return result;
     }
-    if (flags != allKeys) throw 3;
-    summary = std::move(collected);
+    if (flags != qx::allKeys) {
+        result.failure = 3;
+        return result;
+    }
+    result.summary = std::move(collected);
+    return result;
+}
+
+}  // namespace anadata::detail
+
+namespace qx {
+
+void getSummary(std::string file, std::string& summary, std::string& date, std::string& time) {
+    anadata::detail::SummaryResult result = anadata::detail::readSummary(file);
+    // The date and time of a good date line are handed out even when a later check fails.
+    if (!result.date.empty() || !result.time.empty()) {
+        date = result.date;
+        time = result.time;
+    }
+    if (result.failure != 0) {
+        std::fputs(result.message.c_str(), stderr);
+        throw result.failure;
+    }
+    summary = std::move(result.summary);
 }
 
 void dispSummary(int /*n*/, std::string /*text*/) {

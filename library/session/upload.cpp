@@ -11,7 +11,7 @@
 #include "FileDate.h"
 #include "TavolenSoapClient.h"
 #include "anadata_util.h"
-#include "explog.h"
+#include "summary.h"
 #include "soapH.h"
 #include "zip_error.h"
 #include "zip_writer.h"
@@ -186,12 +186,10 @@ void Session::registerFile(const std::string& path, const std::string& name, int
     r.shot = shot;
     r.subshot = subshot == 0 ? 1 : subshot;
     r.what = "register " + path + " as " + detail::dataSetName(name, shot, r.subshot);
-    std::string date, time;
-    try {
-        qx::getSummary(path, r.summary, date, time);
-    } catch (int) {
-        throw Error(ErrorCode::format, r.what + ": the file's header cannot be read");
-    }
+    detail::SummaryResult header = detail::readSummary(path);
+    if (header.failure == 1) throw Error(ErrorCode::local_io, r.what + ": cannot open " + path);
+    if (header.failure != 0) throw Error(ErrorCode::format, r.what + ": the file's header cannot be read");
+    r.summary = std::move(header.summary);
     const std::string file = qx::getFileName(path.c_str());
     r.zipName = file + ".zip";
 
