@@ -2,7 +2,6 @@
 // exceptions passing through, and the kept quirks of Get and ChgPass.
 #include "soapAnaData.h"
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -109,15 +108,9 @@ TEST_F(SoapAccess, ListsAreAppendedAndTheLogIsReplaced) {
     EXPECT_TRUE(soapAnaDataDelete(&handle, diag.c_str(), &gone, &sub));
 }
 
-TEST_F(SoapAccess, ChgPassGivesZeroAndLetsTheRefusalThrough) {
-    CaptureStderr();
-    EXPECT_EQ(errorOf([&] { soapAnaDataChgPass(&handle, "alice", "not-the-password", "x"); }), "ERROR");
+TEST_F(SoapAccess, ChgPassGivesZeroAndTheChangeTakes) {
     EXPECT_EQ(soapAnaDataChgPass(&handle, "alice", "wonder", "wonder2"), 0);
-    GetCapturedStderr();
-    // The change took: the configured old password no longer registers anything.
-    EXPECT_FALSE(regist(700));
-    int other = 1;
-    EXPECT_THROW(soapAnaDataChgPass(&other, "alice", "wonder2", "wonder"), qx::NotAllocated);
+    EXPECT_FALSE(regist(700));  // the configured old password no longer registers anything
 }
 
 TEST(SoapHelpers, ResultsComeBackInTheCallersStringsAndCodesPassThrough) {
