@@ -68,14 +68,11 @@ TEST_F(FaultsTest, RecordsThatCannotBeStoredSafelyAreRefused) {
          "file name '../../etc/x.zip' contains a character not allowed in a file name"},
     };
     for (auto& k : cases) {
-        EXPECT_NE(c->upload(k.info, "x"), 0);
-        EXPECT_EQ(c->fault(), k.fault);
+        EXPECT_EQ(c->refused(c->upload(k.info, "x")), k.fault);
     }
-    EXPECT_NE(c->upload(nullptr, nullptr, dataSet("d", 1, 1), "x"), 0);  // no session before the login
-    EXPECT_EQ(c->fault(), "bad user name or password");
+    EXPECT_EQ(c->refused(c->upload(nullptr, nullptr, dataSet("d", 1, 1), "x")), "bad user name or password");
     std::string session;
-    EXPECT_NE(c->begin(dataSet("d", 1, 1, -1), session), 0);
-    EXPECT_EQ(c->fault(), "file length -1 is negative");
+    EXPECT_EQ(c->refused(c->begin(dataSet("d", 1, 1, -1), session)), "file length -1 is negative");
     EXPECT_EQ(stagingFiles(), 0u);
     expectServing(server->url());
 }
@@ -87,14 +84,11 @@ TEST_F(FaultsTest, OnlyCataloguedFilesAreServed) {
     std::string dirOfFile = path.substr(0, path.rfind('/'));
     ns__Binary bin;
     for (const std::string& p : {std::string("/etc/passwd"), dirOfFile + "/../../catalogue.sqlite", std::string()}) {
-        EXPECT_NE(c->call(soap_call_ns__getData, s(p), 0, 100, bin), 0) << p;
-        EXPECT_EQ(c->fault(), "unknown path: " + p);
+        EXPECT_EQ(c->refused(c->call(soap_call_ns__getData, s(p), 0, 100, bin)), "unknown path: " + p) << p;
     }
     EXPECT_NE(c->call(soap_call_ns__getData, s(nullptr), 0, 100, bin), 0);
-    EXPECT_NE(c->call(soap_call_ns__getData, s(path), -1, 100, bin), 0);
-    EXPECT_EQ(c->fault(), "position -1 is negative");
-    EXPECT_NE(c->call(soap_call_ns__getData, s(path), 0, -5, bin), 0);
-    EXPECT_EQ(c->fault(), "size -5 is negative");
+    EXPECT_EQ(c->refused(c->call(soap_call_ns__getData, s(path), -1, 100, bin)), "position -1 is negative");
+    EXPECT_EQ(c->refused(c->call(soap_call_ns__getData, s(path), 0, -5, bin)), "size -5 is negative");
     ASSERT_EQ(c->call(soap_call_ns__getData, s(path), 2, 3, bin), 0);
     EXPECT_EQ(std::string(reinterpret_cast<char*>(bin.__ptr), static_cast<size_t>(bin.__size)), "cre");
 }
@@ -113,11 +107,9 @@ TEST_F(FaultsTest, OversizeBlocksAndWrongLengthsLeaveNothingBehind) {
     // More bytes than announced, then fewer.
     std::string session;
     ASSERT_EQ(c->begin(dataSet("len", 1, 1, 4), session), 0);
-    EXPECT_NE(c->put(session, "12345"), 0);
-    EXPECT_EQ(c->fault(), "block goes past the announced file length of 4 bytes");
+    EXPECT_EQ(c->refused(c->put(session, "12345")), "block goes past the announced file length of 4 bytes");
     ASSERT_EQ(c->put(session, "123"), 0);
-    EXPECT_NE(c->end(session), 0);
-    EXPECT_EQ(c->fault(), "received 3 bytes but the record announced 4");
+    EXPECT_EQ(c->refused(c->end(session)), "received 3 bytes but the record announced 4");
     EXPECT_EQ(c->pathOf("len", 1, 1), "");
     EXPECT_EQ(c->pathOf("big", 1, 1), "");
     EXPECT_EQ(stagingFiles(), 2u);  // the sessions of the refused blocks stay open until ended or expired
@@ -180,8 +172,7 @@ TEST_F(FaultsTest, AbandonedSessionsExpireWithoutATrace) {
     EXPECT_EQ(stagingFiles(), 1u);
     std::this_thread::sleep_for(std::chrono::milliseconds(2600));
     EXPECT_EQ(stagingFiles(), 0u);
-    EXPECT_NE(c->put(session, "12345"), 0);
-    EXPECT_EQ(c->fault(), "unknown or expired upload session");
+    EXPECT_EQ(c->refused(c->put(session, "12345")), "unknown or expired upload session");
     EXPECT_EQ(c->pathOf("gone", 1, 1), "");
 }
 
