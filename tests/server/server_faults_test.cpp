@@ -5,14 +5,10 @@
 #include <thread>
 #include <vector>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
 #include "ServiceFixture.h"
+#include "SlowClients.h"
 
 namespace {
 
@@ -27,19 +23,15 @@ void expectServing(const std::string& url) {
 
 // Sends raw bytes over HTTP and returns the whole answer (the server closes after one request).
 std::string rawExchange(int port, const std::string& request, bool hangUp = false) {
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_port = htons(static_cast<uint16_t>(port));
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    int fd = connectLoopback(port);
     std::string answer;
-    if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0 &&
-        send(fd, request.data(), request.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(request.size()) && !hangUp) {
+    if (fd >= 0 && send(fd, request.data(), request.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(request.size()) &&
+        !hangUp) {
         char buf[4096];
         ssize_t n;
         while ((n = read(fd, buf, sizeof buf)) > 0) answer.append(buf, static_cast<size_t>(n));
     }
-    close(fd);
+    if (fd >= 0) close(fd);
     return answer;
 }
 

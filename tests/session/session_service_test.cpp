@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "ServiceFixture.h"
-#include "session.h"
+#include "SessionError.h"
 
 namespace {
 
@@ -39,16 +39,7 @@ std::string readBackText(const qx::AnaData& rec) {
     return textOf(read);
 }
 
-template <class Call>
-ErrorCode codeOf(Call call) {
-    try {
-        call();
-    } catch (const anadata::Error& e) {
-        return e.code();
-    }
-    ADD_FAILURE() << "nothing thrown";
-    return ErrorCode::format;
-}
+ErrorCode codeOf(const std::function<void()>& call) { return errorOf(call).code(); }
 
 class SessionService : public ServiceFixture {
 protected:

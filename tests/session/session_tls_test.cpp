@@ -2,8 +2,8 @@
 #include <cstdlib>
 
 #include "ServiceFixture.h"
+#include "SessionError.h"
 #include "TestAuthority.h"
-#include "session.h"
 
 namespace {
 
@@ -24,14 +24,6 @@ protected:
         o.caFile = ca;
         return anadata::Session(o);
     }
-    static anadata::Error failure(const std::function<void()>& call) {
-        try {
-            call();
-        } catch (const anadata::Error& e) {
-            return e;
-        }
-        return anadata::Error(ErrorCode::refused, "nothing thrown");
-    }
 
     TempDir home;
     TestAuthority authority{dir.path()}, stranger{dir.path(), "stranger"};
@@ -50,7 +42,7 @@ TEST_F(Https, RoundTripsWithTheAuthorityAndRefusesOthers) {
     session(server->url(), authority.ca).registerRecord(rec);
     EXPECT_EQ(session(server->url(), authority.ca).fetch("tls", 9).getValData(0)[1], 2.0);
 
-    const anadata::Error refused = failure([&] { session(server->url(), stranger.ca).names(); });
+    const anadata::Error refused = errorOf([&] { session(server->url(), stranger.ca).names(); });
     EXPECT_EQ(refused.code(), ErrorCode::certificate) << refused.what();
     EXPECT_NE(std::string(refused.what()).find("certificate"), std::string::npos) << refused.what();
 
@@ -71,7 +63,7 @@ TEST_F(Https, ACertificateForAnotherHostIsRefused) {
                               .c_str()),
               0);
     serve(base + ".pem", base + ".key");
-    const anadata::Error refused = failure([&] { session(server->url(), authority.ca).names(); });
+    const anadata::Error refused = errorOf([&] { session(server->url(), authority.ca).names(); });
     EXPECT_EQ(refused.code(), ErrorCode::certificate) << refused.what();
 }
 
