@@ -65,7 +65,9 @@ TEST(SessionFaults, EachFailureHasItsCode) {
         anadata::Session session(options);
         const anadata::Error e = errorOf([&] { session.fetchFile("d", 1, 1, dir.path()); });
         EXPECT_EQ(e.code(), c.expected) << c.what << ": " << e.what();
-        if (c.expected == ErrorCode::refused) EXPECT_STREQ(e.what(), "no, thanks");
+        if (c.expected == ErrorCode::refused) {
+            EXPECT_STREQ(e.what(), "no, thanks");
+        }
         EXPECT_TRUE(std::filesystem::is_empty(dir.path())) << c.what;
     }
 }
