@@ -116,11 +116,9 @@ TEST_F(AccessTest, ListsAndCountsAreAppendedAndDeletionSucceedsOnce) {
 
 TEST_F(AccessTest, PasswordChangeLeavesTheProcessPasswordAlone) {
     std::string name = dataFile("pw", "pw\n");
-    testing::internal::CaptureStderr();
     access.changePassword("alice", "wonder", "newer");
     EXPECT_EQ(clsAnaDataAccess::pass, "wonder");
     EXPECT_FALSE(access.Regist(work.c_str(), name.c_str(), "diagW", 1, 1, nullptr, ""));
-    testing::internal::GetCapturedStderr();
 }
 
 }  // namespace

@@ -74,9 +74,7 @@ TEST_F(WireTest, EveryOperationSendsTheContractsElementsInOrder) {
     std::string name = token + ".dat";
     writeFile(dir.file(name), "abc\n");
 
-    testing::internal::CaptureStderr();
     ASSERT_TRUE(access.Regist(dir.path().c_str(), name.c_str(), "d", 5, 0, nullptr, "sum"));
-    testing::internal::GetCapturedStderr();
     std::string file = "got.zip";
     ASSERT_TRUE(access.Get("d", 5, 1, file, dir.path().c_str(), true));
     EXPECT_EQ(readFile(file), "ABC");
@@ -156,9 +154,7 @@ TEST_F(WireTest, TransfersMoveFullBlocksAndTheRestOverOneConnectionEach) {
     writeFile(dir.file(name), data);
 
     clsAnaDataAccess access;
-    testing::internal::CaptureStderr();
     ASSERT_TRUE(access.Regist(dir.path().c_str(), name.c_str(), "d", 5, 2, nullptr, ""));
-    testing::internal::GetCapturedStderr();
     EXPECT_EQ(service.connections(), 1);
     std::string file = "back.zip";
     ASSERT_TRUE(access.Get("d", 5, 2, file, dir.path().c_str(), true));

@@ -72,10 +72,8 @@ protected:
     }
     bool registQuietly(AnaData& rec, std::string& out) {
         testing::internal::CaptureStdout();
-        testing::internal::CaptureStderr();
         bool ok = rec.regist();
         out = testing::internal::GetCapturedStdout();
-        testing::internal::GetCapturedStderr();
         return ok;
     }
     std::vector<qx::TavolenInfo> found(int shot) {

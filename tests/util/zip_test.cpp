@@ -93,9 +93,7 @@ TEST_F(ZipArchive, PackingFailuresPrintAndReturnTheClosingStatus) {
               "missing 8 (1980, 1, 0, 0, 0, 0) None True\n");
 
     writeFile(dir.file("f"), "x");
-    testing::internal::CaptureStderr();
     EXPECT_EQ(qx::minizip(dir.file("f"), dir.file("f")), -102);  // never packed into itself
-    testing::internal::GetCapturedStderr();
     EXPECT_EQ(readFile(dir.file("f")), "x");
     std::string bad = dir.file("no/such.zip");
     testing::internal::CaptureStderr();
