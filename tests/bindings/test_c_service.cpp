@@ -15,9 +15,8 @@ using testing::internal::CaptureStderr;
 using testing::internal::GetCapturedStderr;
 
 extern "C" {
-int g77exploggetcolumnno_(int*);
-int g77exploggetcolumnnames_(char*, int);
-int g77exploggetvalue_(int*, char*, char*, int, int);
+int g77exploggetcolumnno_(int*), g77exploggetcolumnnames_(char*, int),
+    g77exploggetvalue_(int*, char*, char*, int, int);
 }
 
 namespace {
