@@ -1,5 +1,6 @@
 // What the access object puts on the wire, seen by a scripted listener: elements, order, blocks, connections.
 #include <random>
+#include <regex>
 
 #include "ClientFixture.h"
 #include "FakeService.h"
@@ -14,27 +15,22 @@ using qx::clsAnaDataAccess;
 
 // The element structure of a request body: "ns:op(a,b,c(item,item))".
 std::string skeleton(const std::string& request) {
-    size_t p = request.find("<SOAP-ENV:Body");
-    if (p == std::string::npos) return "no body";
-    p = request.find('>', p) + 1;
+    static const std::regex tag("<(/?)([\\w:]+)[^>]*?(/?)>");
     std::string out;
-    std::vector<bool> open;  // per open element: whether a child has been written
-    while ((p = request.find('<', p)) != std::string::npos) {
-        size_t end = request.find('>', p);
-        std::string tag = request.substr(p + 1, end - p - 1);
-        p = end + 1;
-        if (tag[0] == '/') {
-            if (open.empty()) break;
-            if (open.back()) out += ")";
-            open.pop_back();
+    int depth = 0;
+    char before = 0;  // what goes before the next element: '(' after its parent's tag, ',' after a sibling
+    for (std::sregex_iterator t(request.begin() + static_cast<long>(request.find("<SOAP-ENV:Body") + 1),
+                                request.end(), tag), end;
+         t != end && depth >= 0; ++t) {
+        if ((*t)[1].length() != 0) {  // a closing tag; the body's own ends the walk
+            if (--depth >= 0 && before == ',') out += ")";
+            before = ',';
             continue;
         }
-        if (!open.empty()) {
-            out += open.back() ? "," : "(";
-            open.back() = true;
-        }
-        out += tag.substr(0, tag.find_first_of(" /"));
-        if (tag.back() != '/') open.push_back(false);
+        if (depth > 0) out += before;
+        out += (*t)[2].str();
+        before = (*t)[3].length() != 0 ? ',' : '(';
+        depth += (*t)[3].length() == 0;
     }
     return out;
 }
