@@ -8,7 +8,6 @@
 #include <random>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "record_fixture.h"
 
