@@ -35,7 +35,7 @@ public:
     int port() const { return std::stoi(url_.substr(url_.rfind(':') + 1)); }
     pid_t pid() const { return pid_; }
 
-    // SIGTERM, or SIGKILL as a crash would; returns the wait status.
+    // SIGTERM (SIGKILL after 10 s), or SIGKILL at once as a crash would; returns the wait status.
     int stop() { return finish(SIGTERM); }
     int kill9() { return finish(SIGKILL); }
     // Starts again with the same arguments (a new free port when the port was 0).
@@ -92,12 +92,18 @@ private:
         url_ = line.substr(prefix.size());
     }
 
-    // A server that ignores SIGTERM hangs the test until CTest's time-out fails it.
     int finish(int sig) {
         if (pid_ <= 0) return -1;
         kill(pid_, sig);
         int status = 0;
-        waitpid(pid_, &status, 0);
+        for (int waited = 0; waitpid(pid_, &status, WNOHANG) == 0; ++waited) {
+            if (waited == 1000) {
+                kill(pid_, SIGKILL);
+                waitpid(pid_, &status, 0);
+                break;
+            }
+            usleep(10000);
+        }
         pid_ = -1;
         close(out_);
         return status;
