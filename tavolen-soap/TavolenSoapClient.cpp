@@ -27,8 +27,11 @@ const char* const DIRECTORY_SEPARATOR = "/";
 // The one translation of a gSOAP status into our result: 0 is success, anything else is a
 // failure whose fault (transport error, HTTP error or SOAP fault) goes to standard error.
 bool succeeded(struct soap* soap, int status) {
+    const std::string refusal = takeCertificateRefusal();
     if (status == SOAP_OK) return true;
     soap_print_fault(soap, stderr);
+    // OpenSSL's own report of a refused certificate says only SSL_ERROR_SSL.
+    if (status == SOAP_SSL_ERROR && !refusal.empty()) std::fprintf(stderr, "%s\n", refusal.c_str());
     return false;
 }
 
@@ -69,7 +72,7 @@ TavolenSoapClient::TavolenSoapClient(const char* url, const char* caFile)
     // that sends or announces more than this is not believed, rather than buffered without bound.
     limitIncomingMessages(&soap, MAX_REPLY_BYTES);
     // A failed set-up leaves its fault in the context; the first call then reports it.
-    if (isHttpsEndpoint(endpoint)) setUpHttps(&soap, caFile);
+    if (isHttpsEndpoint(endpoint)) setUpHttps(&soap, endpoint, caFile);
 }
 
 TavolenSoapClient::~TavolenSoapClient() {

@@ -1,17 +1,17 @@
 // The subcommands that read the catalogue and the experiment log, and passwd.
 #include "Commands.h"
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
-#include <anadata/clsAnaDataAccess.h>
+#include <anadata/session.h>
 
 #include "Columns.h"
 #include "Json.h"
-#include "LibraryOutput.h"
 #include "Settings.h"
 #include "Terminal.h"
 #include "ToolError.h"
@@ -20,19 +20,6 @@
 namespace tool {
 
 namespace {
-
-// "FROM-TO", "SHOT", "FROM-" or "-TO"; an open end is 0, which the service reads as unbounded.
-void parseShots(const std::string& text, int& lower, int& higher) {
-    const auto dash = text.find('-');
-    if (dash == std::string::npos) {
-        lower = higher = parseInt(text, "--shots");
-    } else {
-        const std::string from = text.substr(0, dash), to = text.substr(dash + 1);
-        lower = from.empty() ? 0 : parseInt(from, "--shots FROM");
-        higher = to.empty() ? 0 : parseInt(to, "--shots TO");
-    }
-    if (lower < 0 || higher < 0) throw ToolError(exitUsage, "--shots: shot numbers are positive: " + text);
-}
 
 void addSearch(CLI::App& app, const GlobalOptions& globals) {
     struct Options {
@@ -51,30 +38,29 @@ void addSearch(CLI::App& app, const GlobalOptions& globals) {
         ->check(CLI::NonNegativeNumber);
     cmd->add_flag("--json", o->json, "Write JSON for scripts");
     cmd->callback([&globals, o] {
-        int lower = 0, higher = 0;
-        if (!o->shots.empty()) parseShots(o->shots, lower, higher);
-        loadSettings(globals);
-        int limit = o->limit;
-        if (limit < 0) {
-            const std::string configured = qx::clsAnaDataAccess::getLimit();
-            limit = configured.empty() ? 0 : parseInt(configured, "settings: limit=");
+        anadata::SearchQuery query;
+        if (!o->shots.empty()) {
+            const ShotRange range = parseShots(o->shots, "--shots");
+            query.firstShot = range.first;
+            query.lastShot = range.last;
         }
-        std::vector<qx::TavolenInfo> rows;
-        serviceCall("search: service failure", [&] {
-            qx::clsAnaDataAccess access;
-            return access.Search(o->diags, lower, higher, o->subshot, o->user.c_str(), limit, rows);
-        });
+        const anadata::Session session = openSession(globals);
+        query.names = o->diags;
+        query.subshot = o->subshot;
+        query.user = o->user;
+        query.limit = o->limit >= 0 ? o->limit : configuredSearchLimit(globals);
+        const std::vector<anadata::Entry> rows = serviceCall("search", [&] { return session.search(query); });
         if (o->json) {
             JsonWriter json(std::cout);
             json.beginArray();
-            for (const qx::TavolenInfo& row : rows) {
+            for (const anadata::Entry& row : rows) {
                 json.beginObject();
-                json.key("name").value(row.diagnostics);
-                json.key("shot").value(row.shotno);
-                json.key("subshot").value(row.subshotno);
-                json.key("size").value(row.filelen);
+                json.key("name").value(row.name);
+                json.key("shot").value(row.shot);
+                json.key("subshot").value(row.subshot);
+                json.key("size").value(static_cast<long long>(row.size));
                 json.key("date").value(row.filedate);
-                json.key("user").value(row.userid);
+                json.key("user").value(row.user);
                 json.key("server").value(row.server);
                 json.key("directory").value(row.directory);
                 json.key("filename").value(row.filename);
@@ -84,14 +70,13 @@ void addSearch(CLI::App& app, const GlobalOptions& globals) {
             json.endArray();
         } else if (!rows.empty()) {
             std::size_t width = 4;
-            for (const qx::TavolenInfo& row : rows) width = std::max(width, row.diagnostics.size());
+            for (const anadata::Entry& row : rows) width = std::max(width, row.name.size());
             std::cout << padded("NAME", width) << "  " << padded("SHOT", 8) << "  SUB  " << padded("BYTES", 10)
                       << "  " << padded("DATE", 19) << "  USER\n";
-            for (const qx::TavolenInfo& row : rows)
-                std::cout << padded(row.diagnostics, width) << "  " << padded(std::to_string(row.shotno), 8) << "  "
-                          << padded(std::to_string(row.subshotno), 3) << "  "
-                          << padded(std::to_string(row.filelen), 10) << "  " << padded(row.filedate, 19) << "  "
-                          << row.userid << '\n';
+            for (const anadata::Entry& row : rows)
+                std::cout << padded(row.name, width) << "  " << padded(std::to_string(row.shot), 8) << "  "
+                          << padded(std::to_string(row.subshot), 3) << "  " << padded(std::to_string(row.size), 10)
+                          << "  " << padded(row.filedate, 19) << "  " << row.user << '\n';
         }
         if (rows.empty()) throw ToolError(exitNotFound, "search: no data set matches");
     });
@@ -102,27 +87,24 @@ void addList(CLI::App& app, const GlobalOptions& globals) {
     CLI::App* cmd = app.add_subcommand("list", "List the registered data names with their numbers of entries");
     cmd->add_flag("--json", *json, "Write JSON for scripts");
     cmd->callback([&globals, json] {
-        loadSettings(globals);
-        std::vector<qx::DiagEntry> entries;
-        serviceCall("list: service failure", [&] {
-            qx::clsAnaDataAccess access;
-            return access.getDiagEntry(entries);
-        });
+        const anadata::Session session = openSession(globals);
+        const std::vector<anadata::NameCount> entries = serviceCall("list", [&] { return session.counts(); });
         if (*json) {
             JsonWriter out(std::cout);
             out.beginArray();
-            for (const qx::DiagEntry& e : entries) {
+            for (const anadata::NameCount& e : entries) {
                 out.beginObject();
-                out.key("name").value(e.diagnostics);
-                out.key("entries").value(e.sum);
+                out.key("name").value(e.name);
+                out.key("entries").value(e.entries);
                 out.endObject();
             }
             out.endArray();
             return;
         }
         std::size_t width = 4;
-        for (const qx::DiagEntry& e : entries) width = std::max(width, e.diagnostics.size());
-        for (const qx::DiagEntry& e : entries) std::cout << padded(e.diagnostics, width) << "  " << e.sum << '\n';
+        for (const anadata::NameCount& e : entries) width = std::max(width, e.name.size());
+        std::cout << padded("NAME", width) << "  ENTRIES\n";
+        for (const anadata::NameCount& e : entries) std::cout << padded(e.name, width) << "  " << e.entries << '\n';
     });
 }
 
@@ -132,7 +114,8 @@ void addExplog(CLI::App& app, const GlobalOptions& globals) {
         bool columns = false, json = false;
     };
     auto o = std::make_shared<Options>();
-    CLI::App* cmd = app.add_subcommand("explog", "Read the experiment log: one shot's row, one column of it, or the column names");
+    CLI::App* cmd = app.add_subcommand(
+        "explog", "Read the experiment log: one shot's row, one column of it, or the column names");
     auto* shot = cmd->add_option("SHOT", o->shot, "Shot number");
     cmd->add_option("COLUMN", o->column, "Only this column")->needs(shot);
     cmd->add_flag("--columns", o->columns, "List the column names")->excludes(shot);
@@ -140,12 +123,19 @@ void addExplog(CLI::App& app, const GlobalOptions& globals) {
     cmd->callback([&globals, o] {
         if (!o->columns && o->shot.empty()) throw ToolError(exitUsage, "explog: give SHOT [COLUMN] or --columns");
         const int shotNo = o->columns ? 0 : parseInt(o->shot, "SHOT");
-        loadSettings(globals);
+        const anadata::Session session = openSession(globals);
+        const std::string what = "explog" + (o->columns ? std::string(" --columns") : " " + o->shot) +
+                                 (o->column.empty() ? "" : " " + o->column);
         std::vector<std::string> names, values;
-        serviceCall("explog: service failure", [&] {
-            qx::clsAnaDataAccess access;
-            names = access.getExplogColNames();
-            return true;
+        // The service's refusal names what it does not know, the shot or the column.
+        serviceCall(what, [&] {
+            if (!o->column.empty()) {
+                names = {o->column};
+                values = {session.explogValue(shotNo, o->column)};
+                return;
+            }
+            names = session.explogColumns();
+            if (!o->columns) values = session.explogRow(shotNo);
         });
         if (o->columns) {
             if (o->json) {
@@ -157,22 +147,6 @@ void addExplog(CLI::App& app, const GlobalOptions& globals) {
                 for (const std::string& n : names) std::cout << n << '\n';
             }
             return;
-        }
-        // The service answers an unknown shot or column with the same "ERROR" as a failure;
-        // it has just answered the column names, so a failure now means "not there".
-        const std::string what = "explog " + o->shot + (o->column.empty() ? "" : " " + o->column);
-        try {
-            LibraryOutput output;
-            qx::clsAnaDataAccess access;
-            if (o->column.empty()) {
-                values = access.getExplogColValues(shotNo);
-            } else {
-                names = {o->column};
-                values = {access.getExplogColValue(shotNo, o->column.c_str())};
-            }
-            output.finish();
-        } catch (const qx::clsException&) {
-            throw ToolError(exitNotFound, what + ": not found");
         }
         if (o->json) {
             JsonWriter json(std::cout);
@@ -195,19 +169,13 @@ void addPasswd(CLI::App& app, const GlobalOptions& globals) {
     CLI::App* cmd = app.add_subcommand("passwd", "Change the password of the account on the service");
     cmd->add_option("--user", *user, "Account (default: account= of the settings)");
     cmd->callback([&globals, user] {
-        loadSettings(globals);
-        ensurePassword(*user);
-        const std::string account = qx::clsAnaDataAccess::user;
-        const std::string oldPass = qx::clsAnaDataAccess::pass;
+        const anadata::Session session = openSession(globals, *user, true);
+        const std::string account = session.options().account;
         const std::string newPass = readSecret("new password for " + account + ": ");
         if (newPass.empty()) throw ToolError(exitUsage, "passwd: the new password is empty");
         if (readSecret("new password again: ") != newPass)
             throw ToolError(exitUsage, "passwd: the two new passwords differ");
-        serviceCall("passwd " + account + ": password not changed", [&] {
-            qx::clsAnaDataAccess access;
-            access.changePassword(account.c_str(), oldPass.c_str(), newPass.c_str());
-            return true;
-        });
+        serviceCall("passwd " + account + ": password not changed", [&] { session.changePassword(newPass); });
         std::cout << "password of " << account << " changed; update passwd= in the settings file\n";
     });
 }

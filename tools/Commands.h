@@ -12,14 +12,16 @@ namespace tool {
 
 // Options given before the subcommand.
 struct GlobalOptions {
-    std::string ini;       // --ini: settings file instead of the library's search
-    bool verbose = false;  // --verbose: show what the library prints
+    std::string ini;  // --ini: settings file instead of the library's search
+    int threads = 0;  // --threads: compression threads of a registration, 0 = one per core
 };
 
 // show, convert, sample: data files on this machine (show also fetches).
 void addRecordCommands(CLI::App& app, const GlobalOptions& globals);
 // get, put, rm: moving data sets to and from the service.
 void addTransferCommands(CLI::App& app, const GlobalOptions& globals);
+// export: a record's numbers as CSV or numpy files.
+void addExportCommand(CLI::App& app, const GlobalOptions& globals);
 // search, list, explog, passwd: catalogue, experiment log and account.
 void addCatalogueCommands(CLI::App& app, const GlobalOptions& globals);
 

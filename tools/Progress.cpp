@@ -1,21 +1,19 @@
-// The progress thread and the measures it watches.
+// Drawing the progress bar.
 #include "Progress.h"
 
-#include <chrono>
 #include <cstdio>
-#include <fstream>
 
-#include <dirent.h>
-#include <sys/stat.h>
 #include <unistd.h>
+
+#include "Interrupts.h"
 
 namespace tool {
 
 namespace {
 
-constexpr long long blockSize = 819200;  // one transfer block of the service
+constexpr std::uint64_t blockSize = 819200;  // one transfer block of the service
 
-std::string megabytes(long long bytes) {
+std::string megabytes(std::uint64_t bytes) {
     char text[32];
     std::snprintf(text, sizeof text, "%.1f MB", static_cast<double>(bytes) / 1e6);
     return text;
@@ -23,77 +21,44 @@ std::string megabytes(long long bytes) {
 
 }  // namespace
 
-bool Progress::wanted(long long bytes) {
-    return bytes > blockSize && isatty(2) == 1;
+ProgressBar::ProgressBar(std::string label, Unit unit)
+    : label_(std::move(label)), unit_(unit), terminal_(isatty(2) == 1) {}
+
+ProgressBar::~ProgressBar() {
+    if (!drawn_) return;
+    const char clear[] = "\r\033[K";
+    if (write(2, clear, sizeof clear - 1) < 0) { /* a vanished terminal just keeps the bar */ }
 }
 
-Progress::Progress(std::string label, long long total, std::function<long long()> measure)
-    : label_(std::move(label)), total_(total), measure_(std::move(measure)) {
-    fd_ = dup(2);
-    if (fd_ >= 0) thread_ = std::thread([this] { run(); });
+anadata::Progress ProgressBar::callback() {
+    return [this](std::uint64_t done, std::uint64_t total) {
+        update(done, total);
+        return !interrupted();
+    };
 }
 
-Progress::~Progress() {
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        stop_ = true;
-    }
-    wake_.notify_all();
-    if (thread_.joinable()) thread_.join();
-    if (fd_ >= 0) {
-        const char clear[] = "\r\033[K";
-        if (write(fd_, clear, sizeof clear - 1) < 0) { /* nothing useful to do */ }
-        close(fd_);
-    }
-}
-
-void Progress::run() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    while (!stop_) {
-        lock.unlock();
-        draw(measure_());
-        lock.lock();
-        wake_.wait_for(lock, std::chrono::milliseconds(200), [this] { return stop_; });
-    }
-}
-
-void Progress::draw(long long done) {
+void ProgressBar::update(std::uint64_t done, std::uint64_t total) {
+    const std::uint64_t step = unit_ == Unit::bytes ? blockSize : 1;
+    if (!terminal_ || (total > 0 ? total : done) <= step) return;
     std::string line = "\r" + label_ + " ";
-    if (total_ > 0) {
-        if (done > total_) done = total_;
-        const int width = 30;
-        const int filled = static_cast<int>(done * width / total_);
-        line += "[" + std::string(static_cast<std::size_t>(filled), '#') +
-                std::string(static_cast<std::size_t>(width - filled), '.') + "] ";
-        line += std::to_string(done * 100 / total_) + "% " + megabytes(done) + " of " + megabytes(total_);
+    if (total > 0) {
+        if (done > total) done = total;
+        // Redrawn when the percentage moves, so a fast transfer does not flood the terminal.
+        const int percent = static_cast<int>(done * 100 / total);
+        if (percent == shownPercent_) return;
+        shownPercent_ = percent;
+        const std::uint64_t width = 30;
+        const std::uint64_t filled = done * width / total;
+        line += "[" + std::string(filled, '#') + std::string(width - filled, '.') + "] ";
+        line += std::to_string(percent) + "% ";
+        line += unit_ == Unit::bytes ? megabytes(done) + " of " + megabytes(total)
+                                     : std::to_string(done) + " of " + std::to_string(total);
     } else {
-        line += megabytes(done);
+        line += unit_ == Unit::bytes ? megabytes(done) : std::to_string(done);
     }
     line += "\033[K";
-    if (write(fd_, line.data(), line.size()) < 0) { /* a vanished terminal just loses the bar */ }
-}
-
-long long bytesReadByProcess() {
-    std::ifstream io("/proc/self/io");
-    std::string key;
-    long long value = 0;
-    while (io >> key >> value)
-        if (key == "rchar:") return value;
-    return 0;
-}
-
-long long sizeOfFiles(const std::string& dir, const std::string& prefix) {
-    long long total = 0;
-    DIR* handle = opendir(dir.c_str());
-    if (handle == nullptr) return 0;
-    while (const dirent* entry = readdir(handle)) {
-        const std::string name = entry->d_name;
-        if (name.compare(0, prefix.size(), prefix) != 0) continue;
-        struct stat info;
-        if (stat((dir + "/" + name).c_str(), &info) == 0 && S_ISREG(info.st_mode)) total += info.st_size;
-    }
-    closedir(handle);
-    return total;
+    drawn_ = true;
+    if (write(2, line.data(), line.size()) < 0) { /* a vanished terminal just loses the bar */ }
 }
 
 }  // namespace tool

@@ -1,49 +1,38 @@
-// A progress bar on standard error, drawn by a second thread while a transfer runs.
+// A progress bar on standard error, fed by the session's progress callback.
 #ifndef ANADATA_TOOLS_PROGRESS_H
 #define ANADATA_TOOLS_PROGRESS_H
 
-#include <atomic>
-#include <condition_variable>
-#include <functional>
-#include <mutex>
+#include <cstdint>
 #include <string>
-#include <thread>
+
+#include <anadata/session.h>
 
 namespace tool {
 
-// The library has no progress callback, so the bar is fed by `measure`, which looks at the
-// growth of a file (or of the bytes the process has read) from the drawing thread.
-// Construct it before LibraryOutput: it keeps its own copy of the terminal descriptor.
-class Progress {
+// Drawn only when standard error is a terminal and the work is more than one step: a transfer
+// of more than one block, a batch of more than one data set. The callback also carries the
+// user's interrupt to the session, which then cancels the operation.
+class ProgressBar {
 public:
-    // Transfers larger than one block, and only when standard error is a terminal.
-    static bool wanted(long long bytes);
+    enum class Unit { bytes, items };
 
-    // total 0 draws a byte counter instead of a bar.
-    Progress(std::string label, long long total, std::function<long long()> measure);
-    ~Progress();  // stops the thread and clears the line
-    Progress(const Progress&) = delete;
-    Progress& operator=(const Progress&) = delete;
+    ProgressBar(std::string label, Unit unit);
+    ~ProgressBar();  // clears the line once drawn
+    ProgressBar(const ProgressBar&) = delete;
+    ProgressBar& operator=(const ProgressBar&) = delete;
+
+    // For the session; valid while this bar lives. Returns false once the user has interrupted.
+    anadata::Progress callback();
 
 private:
-    void run();
-    void draw(long long done);
+    void update(std::uint64_t done, std::uint64_t total);
 
     std::string label_;
-    long long total_;
-    std::function<long long()> measure_;
-    int fd_ = -1;
-    std::mutex mutex_;
-    std::condition_variable wake_;
-    bool stop_ = false;
-    std::thread thread_;
+    Unit unit_;
+    bool terminal_;
+    bool drawn_ = false;
+    int shownPercent_ = -1;
 };
-
-// Bytes this process has read through read-like calls so far (/proc/self/io), 0 when unknown.
-long long bytesReadByProcess();
-
-// Sum of the sizes of the regular files in `dir` whose names begin with `prefix`.
-long long sizeOfFiles(const std::string& dir, const std::string& prefix);
 
 }  // namespace tool
 

@@ -7,15 +7,11 @@
 #include <optional>
 #include <vector>
 
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 
 #include "Columns.h"
-#include "Interrupts.h"
 #include "Json.h"
 #include "RecordFiles.h"
-#include "Settings.h"
 #include "ToolError.h"
 #include "Transfer.h"
 
@@ -145,31 +141,6 @@ void printText(const Shown& shown) {
     }
 }
 
-// Fetches the data set into a private directory under /tmp, loads it and removes the copy.
-qx::AnaData fetchRecord(const GlobalOptions& globals, const DataSetName& name) {
-    loadSettings(globals);
-    const qx::TavolenInfo entry = findDataSet("show", name);
-    char dirTemplate[] = "/tmp/anadata-show-XXXXXX";
-    std::unique_ptr<UndoOnInterrupt> undo;
-    {
-        const InterruptsHeld held;
-        if (mkdtemp(dirTemplate) == nullptr) throw ToolError(exitFile, systemError("create", "/tmp/anadata-show-*"));
-        const std::string created = dirTemplate;
-        undo = std::make_unique<UndoOnInterrupt>([created] { removeDirectory(created); });
-    }
-    const std::string dir = dirTemplate;
-    try {
-        const std::string file = dir + "/data";
-        download("show", name, entry, file, false, false);
-        qx::AnaData rec = loadRecord(file).record;
-        removeDirectory(dir);
-        return rec;
-    } catch (...) {
-        removeDirectory(dir);
-        throw;
-    }
-}
-
 void addShow(CLI::App& app, const GlobalOptions& globals) {
     auto args = std::make_shared<std::vector<std::string>>();
     auto json = std::make_shared<bool>(false);
@@ -189,7 +160,7 @@ void addShow(CLI::App& app, const GlobalOptions& globals) {
             std::optional<std::string> subshot;
             if (args->size() == 3) subshot = (*args)[2];
             const DataSetName name = dataSetFrom((*args)[0], (*args)[1], subshot);
-            shown.rec = fetchRecord(globals, name);
+            shown.rec = fetchRecord(globals, "show", name);
             shown.source = "service " + name.text();
             shown.subshot = name.subshot;
         }

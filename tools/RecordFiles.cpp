@@ -25,17 +25,21 @@ protected:
     std::streamsize xsputn(const char*, std::streamsize n) override { return n; }
 };
 
+}  // namespace
+
 // A dump may declare value columns shorter than the grid, and the record offers no reader
 // for a column's length; the text writer refuses such a record before writing anything, so
 // it serves as the check.
-void checkComplete(const qx::AnaData& record) {
+void checkComplete(const qx::AnaData& record, const std::string& what) {
     if (record.getValNo() == 0) return;
     DiscardBuffer sink;
     std::ostream out(&sink);
-    out << record;
+    try {
+        out << record;
+    } catch (const qx::clsException& e) {
+        throw ToolError(exitFile, what + ": " + e.getMessage());
+    }
 }
-
-}  // namespace
 
 std::string systemError(const std::string& verb, const std::string& path) {
     return "cannot " + verb + " " + path + ": " + std::strerror(errno);
@@ -70,7 +74,7 @@ LoadedRecord loadRecord(const std::string& path) {
         default:
             throw ToolError(exitFile, path + ": not an analysed-data file (neither text nor dump)");
         }
-        checkComplete(loaded.record);
+        checkComplete(loaded.record, path);
     } catch (const qx::clsException& e) {
         throw ToolError(exitFile, path + ": " + e.getMessage());
     } catch (const std::bad_alloc&) {
@@ -79,8 +83,7 @@ LoadedRecord loadRecord(const std::string& path) {
     return loaded;
 }
 
-void saveRecord(const qx::AnaData& record, const std::string& path, FileFormat format, bool replace,
-                int precision) {
+void writeAtomically(const std::string& path, bool replace, const std::function<void(std::ostream&)>& write) {
     if (!replace && pathExists(path))
         throw ToolError(exitFile, path + ": exists (give --force to replace it)");
     std::string temp = path + ".XXXXXX";
@@ -94,12 +97,7 @@ void saveRecord(const qx::AnaData& record, const std::string& path, FileFormat f
     }
     try {
         std::ofstream out(temp, std::ios::binary | std::ios::trunc);
-        if (format == FileFormat::text) {
-            out.precision(precision);
-            out << record;
-        } else {
-            record.dump(out);
-        }
+        write(out);
         out.close();
         if (!out) throw ToolError(exitFile, systemError("write", temp));
         // mkstemp makes the file private; a data file gets the usual permissions.
@@ -116,12 +114,25 @@ void saveRecord(const qx::AnaData& record, const std::string& path, FileFormat f
             }
             unlink(temp.c_str());
         }
-    } catch (const qx::clsException& e) {
-        unlink(temp.c_str());
-        throw ToolError(exitFile, path + ": " + e.getMessage());
     } catch (...) {
         unlink(temp.c_str());
         throw;
+    }
+}
+
+void saveRecord(const qx::AnaData& record, const std::string& path, FileFormat format, bool replace,
+                int precision) {
+    try {
+        writeAtomically(path, replace, [&](std::ostream& out) {
+            if (format == FileFormat::text) {
+                out.precision(precision);
+                out << record;
+            } else {
+                record.dump(out);
+            }
+        });
+    } catch (const qx::clsException& e) {
+        throw ToolError(exitFile, path + ": " + e.getMessage());
     }
 }
 

@@ -2,6 +2,8 @@
 #ifndef ANADATA_TOOLS_RECORDFILES_H
 #define ANADATA_TOOLS_RECORDFILES_H
 
+#include <functional>
+#include <ostream>
 #include <string>
 
 #include <anadata/anadata.h>
@@ -19,10 +21,18 @@ struct LoadedRecord {
 // covers the whole grid. Throws ToolError (exitFile) naming the file and what is wrong.
 LoadedRecord loadRecord(const std::string& path);
 
-// Writes the record to `path` through a temporary file in the same directory that is renamed
-// into place, so a failed write never leaves a half file. An existing `path` is replaced
-// only with `replace`. `precision` is the digits after the point of text numbers.
-// Throws ToolError (exitFile).
+// Checks that every value column of the record covers the whole grid. Throws ToolError
+// (exitFile) naming `what`.
+void checkComplete(const qx::AnaData& record, const std::string& what);
+
+// Writes a file through a temporary one in the same directory that is renamed into place, so
+// a failed or interrupted write never leaves a half file. An existing `path` is replaced only
+// with `replace`. `write` fills the stream; a stream left failed is a write error. Throws
+// ToolError (exitFile), and whatever `write` throws.
+void writeAtomically(const std::string& path, bool replace, const std::function<void(std::ostream&)>& write);
+
+// Writes the record (see writeAtomically). `precision` is the digits after the point of text
+// numbers. Throws ToolError (exitFile).
 void saveRecord(const qx::AnaData& record, const std::string& path, FileFormat format, bool replace,
                 int precision);
 

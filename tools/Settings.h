@@ -1,20 +1,24 @@
-// Loading the library's settings for the service subcommands.
+// The session of the service subcommands, made from the settings file and the account's password.
 #ifndef ANADATA_TOOLS_SETTINGS_H
 #define ANADATA_TOOLS_SETTINGS_H
 
 #include <string>
 
+#include <anadata/session.h>
+
 #include "Commands.h"
 
 namespace tool {
 
-// Loads the settings the way the library does (or from --ini) and checks that an endpoint is
-// set. Throws ToolError (exitFile) when no settings file can be read or it names no endpoint.
-void loadSettings(const GlobalOptions& globals);
+// The session of --ini FILE, else of the settings file the library finds. `user` (--user) names
+// another account than the settings' one; with `credentials` (the operation sends the account)
+// a password the settings do not give for that account is asked for. Throws ToolError: exitFile
+// when no settings can be read or they name no endpoint, exitUsage when no account or password
+// can be had.
+anadata::Session openSession(const GlobalOptions& globals, const std::string& user = "", bool credentials = false);
 
-// The password for the configured account: the one from the settings, else asked for.
-// Throws ToolError (exitUsage) when none can be had.
-void ensurePassword(const std::string& account);
+// The [search] limit= of the same settings file; 0 when it gives none.
+int configuredSearchLimit(const GlobalOptions& globals);
 
 }  // namespace tool
 

@@ -1,11 +1,13 @@
-// Finding and downloading data sets; shared by get and show.
+// Data sets and shot ranges as named on the command line, and fetching a record; shared by the subcommands.
 #ifndef ANADATA_TOOLS_TRANSFER_H
 #define ANADATA_TOOLS_TRANSFER_H
 
 #include <optional>
 #include <string>
 
-#include <anadata/TavolenInfo.h>
+#include <anadata/anadata.h>
+
+#include "Commands.h"
 
 namespace tool {
 
@@ -21,19 +23,18 @@ struct DataSetName {
 // Throws ToolError (exitUsage) for a word that is not a number or out of range.
 DataSetName dataSetFrom(const std::string& diag, const std::string& shot, const std::optional<std::string>& subshot);
 
-// The catalogue entry of the data set. Throws ToolError: exitService when the search fails,
-// exitNotFound when there is no such entry.
-qx::TavolenInfo findDataSet(const std::string& command, const DataSetName& name);
+// "FROM-TO", "SHOT", "FROM-" or "-TO"; an open end is 0.
+struct ShotRange {
+    int first = 0;
+    int last = 0;
+};
+// Throws ToolError (exitUsage) naming `option` for a malformed range or one whose first shot
+// comes after its last.
+ShotRange parseShots(const std::string& text, const std::string& option);
 
-// Downloads the data set into `target` (the data file, or the zip archive with keepArchive).
-// The transfer goes to a private directory next to the target, so nothing is written under
-// the target's name unless the whole transfer and extraction succeeded, and an existing
-// target is replaced only with `replace`. Throws ToolError.
-void download(const std::string& command, const DataSetName& name, const qx::TavolenInfo& entry,
-              const std::string& target, bool keepArchive, bool replace);
-
-// Removes the files in `dir` and then `dir` itself (one level: the tool's private directories).
-void removeDirectory(const std::string& dir);
+// Fetches the data set into memory (with a progress bar, cancelled by an interrupt) and checks
+// that it is complete. Errors name `command` and the data set.
+qx::AnaData fetchRecord(const GlobalOptions& globals, const std::string& command, const DataSetName& name);
 
 // Parses a decimal int (the whole text). Throws ToolError (exitUsage) naming `what`.
 int parseInt(const std::string& text, const std::string& what);

@@ -1,27 +1,20 @@
-// The subcommands that move data sets: get, put and rm, and the download they share with show.
+// The subcommands that move data sets: get (one data set or a shot range), put and rm.
 #include "Commands.h"
 #include "Transfer.h"
 
-#include <cerrno>
 #include <charconv>
-#include <cstdio>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <vector>
 
-#include <dirent.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 
-#include <anadata/anadata_util.h>
-#include <anadata/clsAnaDataAccess.h>
-#include <anadata/explog.h>
+#include <anadata/session.h>
 
 #include "Interrupts.h"
-#include "LibraryOutput.h"
 #include "Progress.h"
 #include "RecordFiles.h"
 #include "Settings.h"
@@ -55,26 +48,42 @@ DataSetName dataSetFrom(const std::string& diag, const std::string& shot, const 
     return name;
 }
 
-void removeDirectory(const std::string& dir) {
-    if (DIR* handle = opendir(dir.c_str())) {
-        std::vector<std::string> names;
-        while (const dirent* entry = readdir(handle)) {
-            const std::string name = entry->d_name;
-            if (name != "." && name != "..") names.push_back(name);
-        }
-        closedir(handle);
-        for (const std::string& name : names) unlink((dir + "/" + name).c_str());
+ShotRange parseShots(const std::string& text, const std::string& option) {
+    ShotRange range;
+    const auto dash = text.find('-');
+    if (dash == std::string::npos) {
+        range.first = range.last = parseInt(text, option);
+    } else {
+        const std::string from = text.substr(0, dash), to = text.substr(dash + 1);
+        range.first = from.empty() ? 0 : parseInt(from, option + " FROM");
+        range.last = to.empty() ? 0 : parseInt(to, option + " TO");
     }
-    rmdir(dir.c_str());
+    if (range.first < 0 || range.last < 0) throw ToolError(exitUsage, option + ": shot numbers are positive: " + text);
+    if (range.first > 0 && range.last > 0 && range.first > range.last)
+        throw ToolError(exitUsage, option + ": the first shot comes after the last: " + text);
+    return range;
+}
+
+qx::AnaData fetchRecord(const GlobalOptions& globals, const std::string& command, const DataSetName& name) {
+    const anadata::Session session = openSession(globals);
+    const std::string what = command + " " + name.text();
+    qx::AnaData record;
+    {
+        ProgressBar bar(what, ProgressBar::Unit::bytes);
+        const CancelOnInterrupt cancel;
+        record = serviceCall(what, [&] { return session.fetch(name.diag, name.shot, name.subshot, bar.callback()); });
+    }
+    checkComplete(record, what);
+    return record;
 }
 
 namespace {
 
-std::string directoryOf(const std::string& path) {
-    const auto slash = path.rfind('/');
-    if (slash == std::string::npos) return ".";
-    if (slash == 0) return "/";
-    return path.substr(0, slash);
+constexpr int maxBatch = 100000;  // shots of one get --shots
+
+long long fileSize(const std::string& path) {
+    struct stat info;
+    return stat(path.c_str(), &info) == 0 ? static_cast<long long>(info.st_size) : 0;
 }
 
 bool isDirectory(const std::string& path) {
@@ -82,41 +91,127 @@ bool isDirectory(const std::string& path) {
     return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-// The data set's file name as the service holds it, reduced to a plain file name.
-std::string serverFileName(const qx::TavolenInfo& entry, const DataSetName& name) {
-    std::string file = qx::getFileName(entry.filename.c_str());
-    if (file.empty() || file == "." || file == "..")
-        file = name.diag + "@" + std::to_string(name.shot) + "-" + std::to_string(name.subshot) + ".dat.zip";
-    return file;
+// A path as the user wrote it: the "./" the tool put in front for the current directory goes.
+std::string shownPath(const std::string& path, bool here) {
+    return here && path.compare(0, 2, "./") == 0 ? path.substr(2) : path;
+}
+
+// "3, 5-9, 12": ascending shots with runs joined.
+std::string shotList(const std::vector<int>& shots) {
+    std::string text;
+    for (std::size_t i = 0; i < shots.size();) {
+        std::size_t j = i;
+        while (j + 1 < shots.size() && shots[j + 1] == shots[j] + 1) ++j;
+        text += (text.empty() ? "" : ", ") + std::to_string(shots[i]);
+        if (j > i) text += "-" + std::to_string(shots[j]);
+        i = j + 1;
+    }
+    return text;
+}
+
+struct GetOptions {
+    std::string diag, output, shots;
+    std::optional<std::string> shot, subshot;
+    int batchSubshot = 1, jobs = 8;
+    bool zip = false, force = false;
+};
+
+void getOne(const GlobalOptions& globals, const GetOptions& o) {
+    const DataSetName name = dataSetFrom(o.diag, *o.shot, o.subshot);
+    const anadata::Session session = openSession(globals);
+    const std::string what = "get " + name.text();
+    std::string path;
+    {
+        ProgressBar bar(what, ProgressBar::Unit::bytes);
+        anadata::FetchFileOptions options;
+        options.keepArchive = o.zip;
+        options.overwrite = o.force;
+        options.progress = bar.callback();
+        const CancelOnInterrupt cancel;
+        path = serviceCall(what, [&] {
+            return session.fetchFile(name.diag, name.shot, name.subshot, o.output.empty() ? "." : o.output, options);
+        });
+    }
+    std::cout << "fetched " << name.text() << " -> " << shownPath(path, o.output.empty()) << " (" << fileSize(path)
+              << " bytes)\n";
+}
+
+// One file per shot; a shot that fails does not stop the others. Every failure is a line; the
+// last one goes to main() with the status: a missing shot's 1 unless another failure has its own.
+void getShots(const GlobalOptions& globals, const GetOptions& o) {
+    const ShotRange range = parseShots(o.shots, "--shots");
+    if (range.first == 0 || range.last == 0) throw ToolError(exitUsage, "--shots: give both ends FROM-TO: " + o.shots);
+    if (range.last - range.first >= maxBatch)
+        throw ToolError(exitUsage, "--shots: at most " + std::to_string(maxBatch) + " shots at once: " + o.shots);
+    const std::string dir = o.output.empty() ? "." : o.output;
+    if (!isDirectory(dir)) throw ToolError(exitFile, "get --shots: " + dir + " is not a directory (-o DIR)");
+    const int subshot = o.batchSubshot == 0 ? 1 : o.batchSubshot;
+    std::vector<int> shots;
+    for (int shot = range.first; shot <= range.last; ++shot) shots.push_back(shot);
+
+    const anadata::Session session = openSession(globals);
+    const std::string what = "get " + o.diag + " " + o.shots;
+    std::vector<anadata::FetchOutcome> outcomes;
+    {
+        ProgressBar bar(what, ProgressBar::Unit::items);
+        anadata::BatchOptions options;
+        options.jobs = o.jobs;
+        options.progress = bar.callback();
+        const CancelOnInterrupt cancel;
+        outcomes = serviceCall(what, [&] { return session.fetchFiles(o.diag, shots, subshot, dir, options); });
+    }
+    std::vector<std::string> failures;
+    std::vector<int> missing;
+    int status = exitOk;
+    for (const anadata::FetchOutcome& out : outcomes) {
+        const DataSetName name{o.diag, out.shot, subshot};
+        if (out.ok()) {
+            std::cout << "fetched " << name.text() << " -> " << shownPath(out.path, o.output.empty()) << " ("
+                      << fileSize(out.path) << " bytes)\n";
+        } else if (out.error->code() == anadata::ErrorCode::not_found) {
+            missing.push_back(out.shot);
+        } else {
+            failures.push_back("get " + name.text() + ": " + oneLine(out.error->what()));
+            if (status == exitOk) status = exitStatusOf(out.error->code());
+        }
+    }
+    if (!missing.empty()) {
+        failures.push_back("get " + o.diag + ": missing shots " + shotList(missing) + " (sub-shot " +
+                           std::to_string(subshot) + ")");
+        if (status == exitOk) status = exitNotFound;
+    }
+    if (failures.empty()) return;
+    std::cout.flush();
+    for (std::size_t i = 0; i + 1 < failures.size(); ++i) std::cerr << "anadata: " << failures[i] << '\n';
+    throw ToolError(status, failures.back());
 }
 
 void addGet(CLI::App& app, const GlobalOptions& globals) {
-    struct Options {
-        std::string diag, shot, output;
-        std::optional<std::string> subshot;
-        bool zip = false, force = false;
-    };
-    auto o = std::make_shared<Options>();
-    CLI::App* cmd = app.add_subcommand("get", "Fetch a data set from the service into a file");
+    auto o = std::make_shared<GetOptions>();
+    CLI::App* cmd =
+        app.add_subcommand("get", "Fetch a data set, or one data name over a shot range, from the service into files");
     cmd->add_option("DIAG", o->diag, "Data name")->required();
-    cmd->add_option("SHOT", o->shot, "Shot number")->required();
-    cmd->add_option("SUBSHOT", o->subshot, "Sub-shot number (default 1)");
+    auto* shot = cmd->add_option("SHOT", o->shot, "Shot number");
+    auto* subshot = cmd->add_option("SUBSHOT", o->subshot, "Sub-shot number (default 1)");
+    auto* shots = cmd->add_option("--shots", o->shots, "Every shot FROM-TO, into the directory -o DIR (default: here)")
+                      ->excludes(shot)
+                      ->excludes(subshot);
+    cmd->add_option("--subshot", o->batchSubshot, "Sub-shot number with --shots")
+        ->needs(shots)
+        ->capture_default_str()
+        ->check(CLI::NonNegativeNumber);
+    cmd->add_option("--jobs", o->jobs, "Transfers at once with --shots")
+        ->needs(shots)
+        ->capture_default_str()
+        ->check(CLI::Range(1, 64));
     cmd->add_option("-o,--output", o->output,
                     "File to write, or a directory to write into (default: the service's file name here)");
-    cmd->add_flag("--zip", o->zip, "Keep the zip archive as it travelled instead of extracting it");
-    cmd->add_flag("--force", o->force, "Replace the output file if it exists");
+    cmd->add_flag("--zip", o->zip, "Keep the zip archive as it travelled instead of extracting it")->excludes(shots);
+    cmd->add_flag("--force", o->force, "Replace the output file if it exists")->excludes(shots);
     cmd->callback([&globals, o] {
-        const DataSetName name = dataSetFrom(o->diag, o->shot, o->subshot);
-        loadSettings(globals);
-        const qx::TavolenInfo entry = findDataSet("get", name);
-        std::string file = serverFileName(entry, name);
-        if (!o->zip && file.size() > 4 && file.compare(file.size() - 4, 4, ".zip") == 0) file.resize(file.size() - 4);
-        std::string target = o->output.empty() ? file : o->output;
-        if (isDirectory(target)) target += (target.back() == '/' ? "" : "/") + file;
-        download("get", name, entry, target, o->zip, o->force);
-        struct stat info;
-        const long long bytes = stat(target.c_str(), &info) == 0 ? static_cast<long long>(info.st_size) : 0;
-        std::cout << "fetched " << name.text() << " -> " << target << " (" << bytes << " bytes)\n";
+        if (!o->shots.empty()) return getShots(globals, *o);
+        if (!o->shot) throw ToolError(exitUsage, "get: give SHOT or --shots FROM-TO");
+        getOne(globals, *o);
     });
 }
 
@@ -133,7 +228,7 @@ void addPut(CLI::App& app, const GlobalOptions& globals) {
     cmd->add_option("--shot", o->shot, "Shot number (default: the file's ShotNo)")->check(CLI::PositiveNumber);
     cmd->add_option("--subshot", o->subshot, "Sub-shot number")->capture_default_str()->check(CLI::NonNegativeNumber);
     cmd->callback([&globals, o] {
-        const LoadedRecord loaded = loadRecord(o->file);
+        LoadedRecord loaded = loadRecord(o->file);
         if (loaded.format != FileFormat::text)
             throw ToolError(exitFile, "put " + o->file + ": a dump cannot be registered; convert it first "
                                       "(anadata convert " + o->file + " OUT --text)");
@@ -143,53 +238,26 @@ void addPut(CLI::App& app, const GlobalOptions& globals) {
         name.subshot = o->subshot == 0 ? 1 : o->subshot;
         if (name.diag.empty()) throw ToolError(exitUsage, "put " + o->file + ": the file has no Name (give --name)");
         if (name.shot <= 0) throw ToolError(exitUsage, "put " + o->file + ": the file's ShotNo is not positive (give --shot)");
+        // A file sent as it is would still say its own Name and ShotNo; renamed, the record
+        // goes instead, its numbers written with every bit.
+        const bool renamed = name.diag != loaded.record.getDiagnostics() || name.shot != loaded.record.getShotNo();
 
-        std::string summary, date, time;
+        const anadata::Session session = openSession(globals, o->user, true);
+        const std::string what = "put " + o->file + " as " + name.text();
         {
-            LibraryOutput output;
-            try {
-                qx::getSummary(o->file, summary, date, time);
-            } catch (int code) {
-                const std::string captured = output.finish();
-                if (code == 1 || code == 2) throw ToolError(exitFile, "put " + o->file + ": cannot read its header");
-                throw ToolError(exitFile, withReason("put " + o->file + ": header lacks a parameter or has an unreadable Date",
-                                                     captured));
-            }
-            output.finish();
-        }
-        loadSettings(globals);
-        ensurePassword(o->user);
-
-        const std::string dir = directoryOf(o->file);
-        const std::string base = qx::getFileName(o->file.c_str());
-        struct stat info;
-        const long long bytes = stat(o->file.c_str(), &info) == 0 ? static_cast<long long>(info.st_size) : 0;
-        // Regist packs into this archive, replacing any file of that name, and removes it
-        // afterwards; someone else's file there is kept, and an interruption removes ours.
-        const std::string zipPath = "/tmp/" + base + ".zip";
-        if (pathExists(zipPath))
-            throw ToolError(exitFile, "put " + o->file + ": " + zipPath +
-                                          " exists and would be replaced while packing; move it away first");
-        const UndoOnInterrupt undo([zipPath] { unlink(zipPath.c_str()); });
-        std::string captured;
-        {
-            // The archive is packed into /tmp and then sent; the counter shows the bytes read
-            // by this process meanwhile (the file while packing, then the archive).
-            const long long readBefore = bytesReadByProcess();
-            std::unique_ptr<Progress> progress;
-            if (Progress::wanted(bytes))
-                progress = std::make_unique<Progress>("put " + base, 0, [readBefore] {
-                    return bytesReadByProcess() - readBefore;
-                });
-            captured = serviceCall("put " + o->file + " as " + name.text() + ": registration failed", [&] {
-                qx::clsAnaDataAccess access;
-                return access.Regist(dir.c_str(), base.c_str(), name.diag.c_str(), name.shot, name.subshot, "",
-                                     summary.c_str());
+            ProgressBar bar("put " + o->file, ProgressBar::Unit::bytes);
+            anadata::RegisterOptions options;
+            options.progress = bar.callback();
+            const CancelOnInterrupt cancel;
+            serviceCall(what, [&] {
+                if (!renamed) return session.registerFile(o->file, name.diag, name.shot, name.subshot, options);
+                loaded.record.setDiagnostics(name.diag.c_str());
+                loaded.record.setShotNo(name.shot);
+                loaded.record.setSubNo(name.subshot);
+                options.precision = 16;
+                session.registerRecord(loaded.record, options);
             });
         }
-        // Regist reports success without contacting the service when packing failed.
-        if (reportsZipError(captured))
-            throw ToolError(exitFile, withReason("put " + o->file + ": cannot pack it into " + zipPath, captured));
         std::cout << "registered " << o->file << " as " << name.text() << '\n';
     });
 }
@@ -207,73 +275,13 @@ void addRm(CLI::App& app, const GlobalOptions& globals) {
     cmd->add_option("--user", o->user, "Account that registered it (its password is asked for)");
     cmd->callback([&globals, o] {
         const DataSetName name = dataSetFrom(o->diag, o->shot, o->subshot);
-        loadSettings(globals);
-        findDataSet("rm", name);
-        ensurePassword(o->user);
-        serviceCall("rm " + name.text() + ": deletion failed", [&] {
-            qx::clsAnaDataAccess access;
-            return access.Delete(name.diag.c_str(), name.shot, name.subshot);
-        });
+        const anadata::Session session = openSession(globals, o->user, true);
+        serviceCall("rm " + name.text(), [&] { session.remove(name.diag, name.shot, name.subshot); });
         std::cout << "deleted " << name.text() << '\n';
     });
 }
 
 }  // namespace
-
-qx::TavolenInfo findDataSet(const std::string& command, const DataSetName& name) {
-    std::vector<qx::TavolenInfo> rows;
-    serviceCall(command + " " + name.text() + ": service failure", [&] {
-        qx::clsAnaDataAccess access;
-        return access.Search({name.diag}, name.shot, name.shot, name.subshot, "", 0, rows);
-    });
-    for (const qx::TavolenInfo& row : rows)
-        if (row.diagnostics == name.diag && row.shotno == name.shot && row.subshotno == name.subshot) return row;
-    throw ToolError(exitNotFound, command + " " + name.text() + ": not found");
-}
-
-void download(const std::string& command, const DataSetName& name, const qx::TavolenInfo& entry,
-              const std::string& target, bool keepArchive, bool replace) {
-    if (!replace && pathExists(target))
-        throw ToolError(exitFile, command + ": " + target + " exists (give --force to replace it)");
-    std::string privateDir = directoryOf(target) + "/.anadata-get-XXXXXX";
-    std::unique_ptr<UndoOnInterrupt> undo;
-    {
-        const InterruptsHeld held;
-        if (mkdtemp(privateDir.data()) == nullptr)
-            throw ToolError(exitFile, command + ": " + systemError("create a directory in", directoryOf(target)));
-        undo = std::make_unique<UndoOnInterrupt>([privateDir] { removeDirectory(privateDir); });
-    }
-    const std::string fetched = privateDir + "/data";
-    try {
-        std::string captured;
-        {
-            std::unique_ptr<Progress> progress;
-            if (Progress::wanted(entry.filelen))
-                progress = std::make_unique<Progress>(command + " " + name.text(), entry.filelen,
-                                                      [privateDir] { return sizeOfFiles(privateDir, "temp"); });
-            captured = serviceCall(command + " " + name.text() + ": download failed", [&] {
-                qx::clsAnaDataAccess access;
-                std::string file = "data";
-                return access.Get(name.diag.c_str(), name.shot, name.subshot, file, privateDir.c_str(), keepArchive);
-            });
-        }
-        if (reportsZipError(captured))
-            throw ToolError(exitService, withReason(command + " " + name.text() + ": the archive is damaged", captured));
-        if (!pathExists(fetched))
-            throw ToolError(exitFile, command + ": " + systemError("write in", directoryOf(target)));
-        if (replace) {
-            if (std::rename(fetched.c_str(), target.c_str()) != 0)
-                throw ToolError(exitFile, command + ": " + systemError("write", target));
-        } else if (link(fetched.c_str(), target.c_str()) != 0) {
-            if (errno == EEXIST) throw ToolError(exitFile, command + ": " + target + " exists (give --force to replace it)");
-            throw ToolError(exitFile, command + ": " + systemError("write", target));
-        }
-    } catch (...) {
-        removeDirectory(privateDir);
-        throw;
-    }
-    removeDirectory(privateDir);
-}
 
 void addTransferCommands(CLI::App& app, const GlobalOptions& globals) {
     addGet(app, globals);

@@ -92,6 +92,8 @@ run anadata search demo --shots 4700-4800
 mkdir fetched
 run anadata get demo 4711 -o fetched
 run anadata show fetched/sample.dat
+run anadata export demo 4711 --csv -o demo.csv
+run head -4 demo.csv
 run anadata explog 4711
 echo
 echo "demo: round trip done; stopping the service and removing $top"

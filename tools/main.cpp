@@ -5,21 +5,14 @@
 #include <CLI/CLI.hpp>
 
 #include <anadata/clsException.h>
+#include <anadata/session.h>
 #include <anadata/version.h>
 
 #include "Commands.h"
 #include "Interrupts.h"
-#include "LibraryOutput.h"
 #include "ToolError.h"
 
 namespace {
-
-std::string firstLine(const std::string& text) {
-    std::string line = text.substr(0, text.find('\n'));
-    for (char& c : line)
-        if (static_cast<unsigned char>(c) < 0x20) c = ' ';
-    return line;
-}
 
 // The first word that is neither an option nor the value of --ini: the intended subcommand.
 std::string firstWord(int argc, char** argv) {
@@ -41,16 +34,17 @@ int main(int argc, char** argv) {
     tool::GlobalOptions globals;
     CLI::App app{"Look at analysed-data files and move data sets to and from the analysed-data service.\n"
                  "Exit status: 0 success, 1 not found, 2 usage error, 3 service or network failure, "
-                 "4 local file error.",
+                 "4 local file error, 130 interrupted.",
                  "anadata"};
     app.fallthrough();
     app.require_subcommand(0, 1);
     app.set_version_flag("--version", anadata_version(), "Print the library's version and exit");
     app.add_option("--ini", globals.ini, "Settings file to use instead of $CLIENT_INI2, ~/.client2.ini, /etc/client2.ini");
-    app.add_flag("-v,--verbose", globals.verbose, "Show what the library prints during service calls");
-    app.parse_complete_callback([&globals] { tool::LibraryOutput::setEcho(globals.verbose); });
+    app.add_option("--threads", globals.threads, "Threads that compress a registration (default: one per core)")
+        ->check(CLI::Range(0, 256));
     tool::addRecordCommands(app, globals);
     tool::addTransferCommands(app, globals);
+    tool::addExportCommand(app, globals);
     tool::addCatalogueCommands(app, globals);
     std::string helpTopic;
     CLI::App* help = app.add_subcommand("help", "Show the help of the tool or of one subcommand");
@@ -60,7 +54,7 @@ int main(int argc, char** argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         if (e.get_exit_code() == 0) return app.exit(e);  // --help, --version
-        std::string message = firstLine(e.what());
+        std::string message = tool::oneLine(e.what());
         if (app.get_subcommands().empty()) {
             const std::string word = firstWord(argc, argv);
             if (!word.empty()) message = "unknown subcommand: " + word;
@@ -68,16 +62,19 @@ int main(int argc, char** argv) {
         std::cerr << "anadata: usage: " << message << " (see anadata --help)\n";
         return tool::exitUsage;
     } catch (const tool::ToolError& e) {
-        std::cerr << "anadata: " << firstLine(e.what()) << '\n';
+        std::cerr << "anadata: " << tool::oneLine(e.what()) << '\n';
         return e.status();
+    } catch (const anadata::Error& e) {
+        std::cerr << "anadata: " << tool::oneLine(e.what()) << '\n';
+        return tool::exitStatusOf(e.code());
     } catch (const qx::clsException& e) {
-        std::cerr << "anadata: " << firstLine(e.getMessage()) << '\n';
+        std::cerr << "anadata: " << tool::oneLine(e.getMessage()) << '\n';
         return tool::exitFile;
     } catch (const std::bad_alloc&) {
         std::cerr << "anadata: out of memory\n";
         return tool::exitFile;
     } catch (const std::exception& e) {
-        std::cerr << "anadata: " << firstLine(e.what()) << '\n';
+        std::cerr << "anadata: " << tool::oneLine(e.what()) << '\n';
         return tool::exitFile;
     }
     // Bare "anadata" and "anadata help [COMMAND]" explain instead of doing.

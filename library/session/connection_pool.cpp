@@ -40,7 +40,7 @@ struct soap* ConnectionPool::create() const {
     soap->transfer_timeout = static_cast<int>(settings_.requestTimeout.count());
     soap->socket_flags = MSG_NOSIGNAL;
     limitIncomingMessages(soap, TavolenSoapClient::MAX_REPLY_BYTES);
-    if (isHttpsEndpoint(settings_.endpoint.c_str()) && setUpHttps(soap, settings_.caFile.c_str()) != SOAP_OK) {
+    if (isHttpsEndpoint(settings_.endpoint.c_str()) && setUpHttps(soap, settings_.endpoint.c_str(), settings_.caFile.c_str()) != SOAP_OK) {
         const char** text = soap_faultdetail(soap);
         const std::string detail = text != nullptr && *text != nullptr ? *text : "";
         freeContext(soap);

@@ -55,11 +55,12 @@ void throwCallFailure(struct soap* soap, int status, const std::string& what, Er
     case SOAP_TCP_ERROR:
     case SOAP_UDP_ERROR:
         throw Error(timedOut ? ErrorCode::timeout : ErrorCode::transport, message);
-    case SOAP_SSL_ERROR:
+    case SOAP_SSL_ERROR: {
         // A handshake that fails on the peer's certificate or name, rather than on the connection.
-        if (detail.find("certificate") != std::string::npos || detail.find("host") != std::string::npos)
-            throw Error(ErrorCode::certificate, message);
+        const std::string refusal = takeCertificateRefusal();
+        if (!refusal.empty()) throw Error(ErrorCode::certificate, what + ": " + refusal);
         throw Error(timedOut ? ErrorCode::timeout : ErrorCode::transport, message);
+    }
     case SOAP_HTTP_ERROR:
         throw Error(ErrorCode::transport, message);
     default:

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <string>
 
+#include "HttpsClient.h"
 #include "connection_pool.h"
 #include "session.h"
 
@@ -24,6 +25,7 @@ template <class Call>
 void callService(ConnectionPool::Lease& lease, const ConnectionSettings& settings, const std::string& what,
                  ErrorCode plainFault, Call&& call) {
     const auto started = std::chrono::steady_clock::now();
+    takeCertificateRefusal();  // only this call's handshake counts
     const int status = call(lease.soap());
     if (status != 0) throwCallFailure(lease.soap(), status, what, plainFault, started, settings);
 }

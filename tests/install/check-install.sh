@@ -5,6 +5,7 @@ set -eu
 build="$1"
 consumer="$2"
 bindings="$3"
+python="${4:-}"  # the interpreter of the Python package, when it is built
 scratch=$(mktemp -d "${TMPDIR:-/tmp}/anadata-install-XXXXXX")
 trap 'rm -rf "$scratch"' EXIT INT TERM
 
@@ -60,4 +61,11 @@ printf '#include <anadata/soapAnaData.h>\nint main() { std::string d; return soa
 g++ -std=c++17 -Wall -Wextra -pedantic -Werror -I"$prefix/include" -o "$scratch/soap" "$scratch/soap.cpp" \
     -L"$libdir" -lanadata
 (cd "$scratch" && LD_LIBRARY_PATH="$libdir" ./example >/dev/null && LD_LIBRARY_PATH="$libdir" ./example_f >/dev/null)
+# The installed Python package finds the installed library by itself, through PYTHONPATH alone.
+if [ -n "$python" ]; then
+    package=$(find "$prefix" -name '_anadata*.so' | head -n 1)
+    [ -n "$package" ] || { echo "check-install: the Python package is not installed" >&2; exit 1; }
+    PYTHONPATH=$(dirname "$(dirname "$package")") "$python" -c 'import anadata, sys; anadata.read(sys.argv[1])' \
+        "$scratch/installed.dat" || { echo "check-install: the installed Python package does not run" >&2; exit 1; }
+fi
 echo "install consumers: ok"

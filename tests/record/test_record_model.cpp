@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "columns.h"
 #include "record_fixture.h"
 
 using qx::AnaData;
@@ -64,6 +65,29 @@ TEST(RecordModel, CopiesShareNumbersUntilTheLastOwnerGoes) {
     EXPECT_EQ(survivor.getValData("Te")[3], 1.8);
     survivor = survivor;
     EXPECT_EQ(survivor.getValData(0), shared);
+}
+
+TEST(RecordModel, ColumnsFilledInPlaceActLikeTheSetters) {
+    AnaData rec = grid234();
+    int idx[3] = {1, 0, 0};
+    EXPECT_EQ(rec.index(idx), 12);
+    double* c = anadata::newDimension(rec, 2, "D", "m", 5);  // the strides follow the new size
+    for (int i = 0; i < 5; ++i) c[i] = i;
+    EXPECT_EQ(rec.index(idx), 15);
+    double* v = anadata::newValue(rec, 0, "w", "V", 30);
+    using S = std::vector<std::string>;
+    EXPECT_EQ((S{rec.getDimName(2), rec.getDimUnit(2), rec.getValName(0)}), (S{"D", "m", "w"}));
+    EXPECT_EQ((std::vector<int>{rec.getDimIndex("C"), rec.getDimIndex("D"), rec.getValIndex("v")}),
+              (std::vector<int>{2, 2, 0}));
+    EXPECT_EQ(rec.getDimData("D")[4], 4.0);
+    EXPECT_EQ(rec.getValData("w"), v);
+    EXPECT_EQ(anadata::valueSize(rec, 0), 30);
+    anadata::setComment(rec, "one\ntwo\n");
+    EXPECT_STREQ(rec.getComment(), "one\ntwo\n");
+    EXPECT_EQ((S{messageOf([&] { anadata::newDimension(rec, 3, "x", "", 1); }),
+                 messageOf([&] { anadata::newValue(rec, -1, "x", "", 1); }),
+                 messageOf([&] { anadata::valueSize(rec, 1); })}),
+              (S{"setDim out of range", "setVal out of range", "valueSize out of range"}));
 }
 
 TEST(RecordModel, StridesAndFlatIndexFollowRowMajorOrder) {

@@ -4,6 +4,7 @@
 #define ANADATA_TEST_TESTAUTHORITY_H
 
 #include <cstdlib>
+#include <fstream>
 #include <string>
 
 struct TestAuthority {
@@ -16,11 +17,11 @@ struct TestAuthority {
         ca = base + ".pem";
         certificate = base + "-server.pem";
         key = base + "-server.key";
+        std::ofstream(base + ".ext") << "subjectAltName=IP:127.0.0.1,DNS:localhost\n";
         made = run("openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=" + name + " -keyout " + base +
                    ".key -out " + ca) &&
                run("openssl req -newkey rsa:2048 -nodes -subj /CN=127.0.0.1 -keyout " + key + " -out " + base +
                    ".csr") &&
-               run("printf 'subjectAltName=IP:127.0.0.1,DNS:localhost\\n' > " + base + ".ext") &&
                run("openssl x509 -req -days 1 -in " + base + ".csr -CA " + ca + " -CAkey " + base +
                    ".key -CAcreateserial -extfile " + base + ".ext -out " + certificate);
     }

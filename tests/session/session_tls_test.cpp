@@ -1,6 +1,8 @@
 // https end to end: the session and the record's own calls against a service with a throwaway authority.
 #include <cstdlib>
 
+#include <sys/wait.h>
+
 #include "ServiceFixture.h"
 #include "SessionError.h"
 #include "TestAuthority.h"
@@ -51,6 +53,14 @@ TEST_F(Https, RoundTripsWithTheAuthorityAndRefusesOthers) {
                                            "\ncafile=" + authority.ca + "\n");
     setenv("CLIENT_INI2", home.file("client.ini").c_str(), 1);
     EXPECT_EQ(qx::AnaData::retrieve("tls", 9, 1, false).getValData(0)[1], 2.0);
+
+    // So does the tool, which says why it refuses a peer it cannot verify (status 3).
+    const std::string tool = std::string(ANADATA_TOOL_PROGRAM) + " --ini " + home.file("client.ini");
+    EXPECT_EQ(std::system((tool + " list >/dev/null").c_str()), 0);
+    writeFile(home.file("client.ini"), readFile(home.file("client.ini")) + "cafile=" + stranger.ca + "\n");
+    const int status = std::system((tool + " list 2>" + home.file("err") + " >/dev/null").c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 3);
+    EXPECT_NE(readFile(home.file("err")).find("certificate"), std::string::npos) << readFile(home.file("err"));
 }
 
 TEST_F(Https, ACertificateForAnotherHostIsRefused) {

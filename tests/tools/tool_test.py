@@ -176,6 +176,30 @@ class LocalFiles(ToolCase):
         self.assertEqual(shown["values"][1]["min"], None)
         self.assertIn("\n  w     []   no finite values\n", self.expect(0, "show", "ok.dump")[0])
 
+    def test_export(self):
+        """CSV numbers read back exactly; numpy reads the .npy table and the .npz arrays bit for bit."""
+        import numpy
+        self.write("r.dump", dump_bytes([("t", "s", 2, [0.30000000000000004, -2.0]), ("c", "", 1, [5.0])],
+                                        [("a,b", "V", 2, [1e-300, float("inf")]), ("t", "", 2, [0.0, -0.0])]))
+        self.expect(0, "export", "r.dump", "--csv", "-o", "r.csv")
+        self.assertEqual(self.read("r.csv"),
+                         b't [s],c [],"a,b [V]",t []\n0.30000000000000004,5,1e-300,0\n-2,5,inf,-0\n')
+        self.expect(0, "export", "r.dump", "--npy", "-o", "r.npy")
+        table = numpy.load(self.path("r.npy"))
+        self.assertEqual((table.dtype.str, table.tobytes()),
+                         ("<f8", numpy.array([[0.30000000000000004, 5, 1e-300, 0.0],
+                                              [-2, 5, numpy.inf, -0.0]]).tobytes()))
+        self.expect(0, "export", "r.dump", "--npy", "-o", "r.npz")
+        with numpy.load(self.path("r.npz")) as arrays:
+            got = {name: (arrays[name].shape, arrays[name].tobytes()) for name in arrays.files}
+        self.assertEqual(got, {"t": ((2,), table[:, 0].tobytes()), "c": ((1,), table[:1, 1].tobytes()),
+                               "a_b": ((2, 1), table[:, 2].tobytes()), "t_2": ((2, 1), table[:, 3].tobytes())})
+        self.assertIn("exists", self.expect(4, "export", "r.dump", "--csv", "-o", "r.npy")[1])
+        self.assertEqual(numpy.load(self.path("r.npy")).tobytes(), table.tobytes())
+        self.expect(0, "export", "r.dump", "--csv", "-o", "r.npy", "--force")
+        self.assertEqual(self.read("r.npy"), self.read("r.csv"))
+        self.assertEqual(sorted(os.listdir(self.dir)), ["r.csv", "r.dump", "r.npy", "r.npz"])
+
     def test_json_escapes_every_string(self):
         self.sample("plain.dat")
         # Each byte of an invalid or overlong sequence becomes U+FFFD.
@@ -192,7 +216,8 @@ class Usage(ToolCase):
     def test_help_of_every_subcommand(self):
         out = self.expect(0, "--help")[0]
         self.assertEqual(out, self.expect(0)[0])  # bare anadata explains itself
-        for command in ("show", "convert", "get", "put", "rm", "search", "list", "explog", "passwd", "sample"):
+        for command in ("show", "convert", "get", "put", "rm", "search", "list", "explog", "passwd", "sample",
+                        "export"):
             self.assertIn(command, out)
             self.assertIn("Usage", self.expect(0, command, "--help")[0])
         self.assertIn("Usage: anadata get", self.expect(0, "help", "get")[0])
@@ -203,7 +228,9 @@ class Usage(ToolCase):
         self.assertIn("SHOT: not a whole number: 12x", self.expect(2, "get", "sample", "12x")[1])
         for args in (["get"], ["get", "sample", "0"], ["get", "sample", "1234", "-1"], ["show", "a", "1", "2", "3"],
                      ["explog"], ["explog", "1", "--columns"], ["search", "--shots", "a-b"],
-                     ["search", "--limit", "-3"], ["list", "--no-such-option"]):
+                     ["search", "--limit", "-3"], ["list", "--no-such-option"], ["search", "--shots", "150-50"],
+                     ["get", "x", "--shots", "5-1"], ["get", "x", "1", "--shots", "1-2"], ["get", "x", "--shots", "1-"],
+                     ["export", "f", "-o", "o.csv"], ["export", "f", "--npy", "-o", "o.txt"]):
             with self.subTest(args=args):
                 self.expect(2, *args)
 
@@ -212,7 +239,8 @@ class Settings(ToolCase):
     """Settings that cannot be used, and a service that is not there."""
 
     def test_missing_and_empty_settings(self):
-        self.assertIn("nope.ini: cannot open", self.expect(4, "--ini", self.path("nope.ini"), "list")[1])
+        self.assertIn("cannot open the settings file " + self.path("nope.ini"),
+                      self.expect(4, "--ini", self.path("nope.ini"), "list")[1])
         self.expect(4, "list", "--ini", self.dir)  # global options also after the subcommand
         ini = self.write("client.ini", "[tserver]\naccount=a\n")
         self.assertIn("no endpoint", self.expect(4, "--ini", ini, "list")[1])
@@ -239,7 +267,7 @@ class Catalogue(ToolCase):
     """search, list and explog against the sample on the test service."""
 
     def test_list(self):
-        self.assertIn("sample  1\n", self.expect(0, "list")[0])
+        self.assertEqual(self.expect(0, "list")[0].splitlines()[:2], ["NAME    ENTRIES", "sample  1"])
         self.assertIn({"name": "sample", "entries": 1}, self.json_of("list", "--json"))
 
     def test_search(self):
@@ -270,8 +298,9 @@ class Catalogue(ToolCase):
         self.assertEqual(self.json_of("explog", "1234", "--json"),
                          {"shotno": "1234", "date": "2009/03/07", "energy": "1.5"})
         self.assertEqual(self.json_of("explog", "1234", "date", "--json"), {"date": "2009/03/07"})
-        self.assertIn("explog 99: not found", self.expect(1, "explog", "99")[1])
-        self.assertIn("explog 1234 nope: not found", self.expect(1, "explog", "1234", "nope")[1])
+        # The error says which is unknown, the shot or the column.
+        for args, unknown in ((["99"], "shot 99"), (["99", "energy"], "shot 99"), (["1234", "nope"], "column: nope")):
+            self.assertIn(unknown, self.expect(1, "explog", *args)[1])
 
 
 class Transfer(ToolCase):
@@ -283,8 +312,35 @@ class Transfer(ToolCase):
         self.assertEqual(shown["subshot"], 1)
         self.assertEqual(shown["comment"], "\nsample data set of the test service\n\n")
         self.assertEqual([v["max"] for v in shown["values"]], [0.012, 0.02])
-        self.assertIn("show sample 1234/2: not found", self.expect(1, "show", "sample", "1234", "2")[1])
+        self.assertIn("show sample 1234/2: ", self.expect(1, "show", "sample", "1234", "2")[1])
         self.assertEqual(os.listdir(self.dir), [])
+
+    def test_export_from_service(self):
+        import numpy
+        self.expect(0, "export", "sample", "1234", "--npy", "-o", "s.npz")
+        self.expect(0, "export", "sample", "1234", "1", "--npy", "-o", "s.npy")
+        table = numpy.load(self.path("s.npy"))
+        with numpy.load(self.path("s.npz")) as arrays:
+            self.assertEqual(arrays["signal"].shape, (5, 3))
+            self.assertEqual(arrays["signal"][4, 2], 0.012)
+            self.assertEqual(table.tolist(), [[t, c, s, n] for t, c, s, n in zip(
+                numpy.repeat(arrays["time"], 3), numpy.tile(arrays["channel"], 5), arrays["signal"].ravel(),
+                arrays["noise"].ravel())])
+        self.expect(1, "export", "sample", "4321", "--csv", "-o", "none.csv")
+        self.assertEqual(sorted(os.listdir(self.dir)), ["s.npy", "s.npz"])
+
+    def test_get_shots(self):
+        """A shot range into a directory: one file per data set, missing shots on one line, nothing overwritten."""
+        os.mkdir(self.path("out"))
+        out, err = self.expect(1, "get", "sample", "--shots", "1232-1235", "--jobs", "2", "-o", "out")
+        self.assertRegex(out, r"\Afetched sample 1234/1 -> out/sample@1234-1\.dat \(\d+ bytes\)\n\Z")
+        self.assertEqual(err, "anadata: get sample: missing shots 1232-1233, 1235 (sub-shot 1)\n")
+        self.expect(0, "get", "sample", "1234", "-o", "single.dat")
+        self.assertEqual(self.read("out/sample@1234-1.dat"), self.read("single.dat"))
+        code, out, err = run("get", "sample", "--shots", "1234-1235", "-o", "out", cwd=self.dir)
+        self.assertEqual((code, out, len(err.splitlines())), (4, "", 2), err)
+        self.assertIn("exists", err.splitlines()[0])
+        self.assertEqual(os.listdir(self.path("out")), ["sample@1234-1.dat"])
 
     def test_get(self):
         self.assertRegex(self.expect(0, "get", "sample", "1234")[0],
@@ -307,7 +363,7 @@ class Transfer(ToolCase):
                          ["named.dat", "sample@1234-1.dat", "sample@1234-1.dat.zip"])
         with zipfile.ZipFile(self.path("sub/sample@1234-1.dat.zip")) as z:
             self.assertEqual([z.read(n) for n in z.namelist()], [fetched])
-        self.assertIn("not found", self.expect(1, "get", "sample", "4321")[1])
+        self.assertIn("get sample 4321/1: ", self.expect(1, "get", "sample", "4321")[1])
         self.assertIn("cannot create", self.expect(4, "get", "sample", "1234", "-o", "no/such/dir/x")[1])
         self.assertEqual(self.leftovers(), [])
 
@@ -318,9 +374,14 @@ class Transfer(ToolCase):
         rows = self.json_of("search", "tooltest", "--json")
         self.assertEqual([(r["shot"], r["subshot"]) for r in rows], [(4711, 3)])
         self.assertIn("#DimNo=2", rows[0]["summary"].replace(" ", ""))
-        _, err = self.expect(0, "-v", "put", "mine.dat", "--name", "tooltest2", "--shot", "12")
-        self.assertIn("summary=# DimNo=2", err)  # --verbose lets the library's trace through
-        self.assertEqual(self.json_of("search", "tooltest2", "--json")[0]["shot"], 12)
+        # Renamed, the record registered says the new name and shot, its numbers unchanged.
+        self.expect(0, "put", "mine.dat", "--name", "tooltest2", "--shot", "12")
+        self.expect(0, "get", "tooltest2", "12", "-o", "renamed.dat")
+        shown = self.json_of("show", "renamed.dat", "--json")
+        self.assertEqual((shown["name"], shown["shot"]), ("tooltest2", 12))
+        self.expect(0, "export", "mine.dat", "--csv", "-o", "mine.csv")
+        self.expect(0, "export", "renamed.dat", "--csv", "-o", "renamed.csv")
+        self.assertEqual(self.read("renamed.csv"), self.read("mine.csv"))
         self.expect(0, "get", "tooltest", "4711", "3", "-o", "back.dat")
         self.assertEqual(self.json_of("show", "back.dat", "--json")["values"],
                          self.json_of("show", "mine.dat", "--json")["values"])
@@ -328,20 +389,14 @@ class Transfer(ToolCase):
         self.expect(1, "rm", "tooltest", "4711", "3")
         self.expect(0, "rm", "tooltest2", "12")
         self.expect(1, "search", "tooltest")
-        self.assertEqual(sorted(os.listdir(self.dir)), ["back.dat", "mine.dat"])
+        self.assertEqual(sorted(os.listdir(self.dir)),
+                         ["back.dat", "mine.csv", "mine.dat", "renamed.csv", "renamed.dat"])
 
     def test_put_refusals(self):
         self.expect(0, "sample", "d.dump", "--dump")
         self.assertIn("convert it first", self.expect(4, "put", "d.dump")[1])
         self.expect(4, "put", "missing.dat")
         self.sample("p.dat", "--name", "refused")
-        # The library packs into /tmp/<file>.zip; a file already there is not replaced.
-        with tempfile.NamedTemporaryFile(dir="/tmp", suffix=".dat.zip") as other:
-            name = os.path.basename(other.name)[:-4]
-            os.rename(self.path("p.dat"), self.path(name))
-            self.assertIn("exists", self.expect(4, "put", name)[1])
-            self.assertEqual(os.path.getsize(other.name), 0)
-            os.rename(self.path(name), self.path("p.dat"))
         # Another account's password is asked for; a wrong one is a service failure.
         _, err = self.expect(3, "put", "p.dat", "--user", "nobody", stdin="wrong\n")
         self.assertIn("bad user name or password", err)
@@ -353,9 +408,21 @@ class Transfer(ToolCase):
         self.sample("big.dat", "--name", "bigone", "--points", "100000")
         self.assertEqual(self.expect(0, "put", "big.dat")[1], "")
         self.assertEqual(self.expect(0, "get", "bigone", "1234", "-o", "plain.dat")[1], "")
+        # Both ways the total is the archive's size, as the catalogue lists it.
+        total = b"%.1f MB" % (self.json_of("search", "bigone", "--json")[0]["size"] / 1e6)
+        for label, args in ((b"put big.dat [", ["put", "big.dat"]),
+                            (b"get bigone 1234/1 [", ["get", "bigone", "1234", "-o", "tty.dat"])):
+            seen = self.on_terminal(*args)
+            self.assertIn(label, seen)
+            self.assertIn(b"100% " + total + b" of " + total, seen)
+            self.assertTrue(seen.endswith(b"\r\x1b[K"), seen[-40:])
+        self.interrupt_get()
+        self.expect(0, "rm", "bigone", "1234")
+
+    def on_terminal(self, *args):
+        """Runs the tool with standard error on a terminal; returns what it drew there."""
         master, slave = pty.openpty()
-        proc = subprocess.Popen([TOOL, "get", "bigone", "1234", "-o", "tty.dat"], cwd=self.dir,
-                                stdout=subprocess.PIPE, stderr=slave)
+        proc = subprocess.Popen([TOOL, *args], cwd=self.dir, stdout=subprocess.PIPE, stderr=slave)
         os.close(slave)
         seen = b""
         try:
@@ -365,12 +432,8 @@ class Transfer(ToolCase):
             pass
         os.close(master)
         proc.communicate(timeout=60)
-        self.assertEqual(proc.returncode, 0)
-        self.assertIn(b"get bigone 1234/1 [", seen)
-        self.assertIn(b"%", seen)
-        self.assertTrue(seen.endswith(b"\r\x1b[K"), seen[-40:])
-        self.interrupt_get()
-        self.expect(0, "rm", "bigone", "1234")
+        self.assertEqual(proc.returncode, 0, seen)
+        return seen
 
     def interrupt_get(self):
         """SIGINT in the middle of a download removes the private transfer directory."""

@@ -1,0 +1,241 @@
+// The Python class Session over anadata::Session: every service call runs with the GIL released,
+// and progress callbacks take it back for each call.
+#include "session_binding.h"
+
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <pybind11/stl.h>
+#include <pybind11/stl/filesystem.h>
+
+#include <anadata/session.h>
+
+namespace py = pybind11;
+using namespace py::literals;
+
+namespace anadata::python {
+
+namespace {
+
+// Hands the library a Progress that calls a Python callable (or nothing) from whichever thread the
+// library reports on. The callable cancels by returning False or by raising; Ctrl-C cancels too.
+class ProgressBridge {
+public:
+    explicit ProgressBridge(py::object callable) : callable_(std::move(callable)) {}
+
+    // Holds a pointer to this bridge, which outlives the operation it is given to.
+    Progress function() {
+        return [this](std::uint64_t done, std::uint64_t total) { return call(done, total); };
+    }
+
+    // With the GIL held, after a cancelled operation: raises what the callable raised, if it did.
+    void rethrow() const {
+        if (raised_) std::rethrow_exception(raised_);
+    }
+
+private:
+    bool call(std::uint64_t done, std::uint64_t total) {
+        py::gil_scoped_acquire gil;
+        try {
+            if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+            if (callable_.is_none()) return true;
+            const py::object answer = callable_(done, total);
+            if (answer.is_none()) return true;
+            const int truth = PyObject_IsTrue(answer.ptr());
+            if (truth < 0) throw py::error_already_set();
+            return truth != 0;
+        } catch (const py::error_already_set&) {
+            raised_ = std::current_exception();
+            return false;
+        }
+    }
+
+    py::object callable_;
+    std::exception_ptr raised_;
+};
+
+// Runs operation(progress) without the GIL; a cancel caused by the callable raises its exception.
+template <typename Operation>
+auto withProgress(const py::object& callable, Operation operation) {
+    ProgressBridge bridge(callable);
+    try {
+        py::gil_scoped_release unlocked;
+        return operation(bridge.function());
+    } catch (const Error& e) {
+        if (e.code() == ErrorCode::cancelled) bridge.rethrow();
+        throw;
+    }
+}
+
+Session makeSession(const std::optional<std::string>& endpoint, const std::optional<std::string>& account,
+                    const std::optional<std::string>& password,
+                    const std::optional<std::filesystem::path>& settings, std::optional<int> timeout,
+                    std::optional<int> requestTimeout, std::optional<int> connections,
+                    const std::optional<std::string>& cafile) {
+    // The settings file is read only when no endpoint is given; every argument given wins over it.
+    SessionOptions options = endpoint ? SessionOptions{} : loadSettings(settings ? settings->string() : "");
+    if (endpoint) options.endpoint = *endpoint;
+    if (account) options.account = *account;
+    if (password) options.password = *password;
+    if (timeout) options.ioTimeout = std::chrono::seconds(*timeout);
+    if (requestTimeout) options.requestTimeout = std::chrono::seconds(*requestTimeout);
+    if (connections) options.connections = *connections;
+    if (cafile) options.caFile = *cafile;
+    return Session(options);
+}
+
+py::dict fetchMany(const Session& session, const std::string& name, const std::vector<int>& shots,
+                   int subshot, int jobs, const py::object& progress) {
+    std::vector<FetchOutcome> outcomes = withProgress(progress, [&](Progress report) {
+        BatchOptions options;
+        options.jobs = jobs;
+        options.progress = std::move(report);
+        return session.fetchMany(name, shots, subshot, options);
+    });
+    py::dict records;
+    for (FetchOutcome& outcome : outcomes) {
+        if (outcome.ok())
+            records[py::int_(outcome.shot)] = py::cast(std::move(*outcome.record));
+        else if (outcome.error->code() != ErrorCode::not_found)
+            throw *outcome.error;
+    }
+    return records;
+}
+
+std::vector<Entry> search(const Session& session, const py::object& names, int first, int last,
+                          std::optional<int> subshot, std::optional<std::string> user,
+                          std::optional<int> limit) {
+    SearchQuery query;
+    if (py::isinstance<py::str>(names))
+        query.names.push_back(names.cast<std::string>());
+    else if (!names.is_none())
+        query.names = names.cast<std::vector<std::string>>();
+    query.firstShot = first;
+    query.lastShot = last;
+    query.subshot = subshot.value_or(0);
+    query.user = user.value_or("");
+    query.limit = limit.value_or(0);
+    py::gil_scoped_release unlocked;
+    return session.search(query);
+}
+
+py::dict explog(const Session& session, int shot) {
+    std::vector<std::string> columns, row;
+    {
+        py::gil_scoped_release unlocked;
+        columns = session.explogColumns();
+        row = session.explogRow(shot);
+    }
+    py::dict byColumn;
+    for (std::size_t i = 0; i < columns.size() && i < row.size(); ++i) byColumn[py::str(columns[i])] = row[i];
+    return byColumn;
+}
+
+}  // namespace
+
+void bindSession(py::module_& m) {
+    py::class_<Entry>(m, "Entry", "One registered data set as the catalogue lists it.")
+        .def_readonly("name", &Entry::name)
+        .def_readonly("shot", &Entry::shot)
+        .def_readonly("subshot", &Entry::subshot)
+        .def_readonly("filename", &Entry::filename)
+        .def_readonly("filedate", &Entry::filedate)
+        .def_readonly("user", &Entry::user)
+        .def_readonly("summary", &Entry::summary)
+        .def_readonly("size", &Entry::size)
+        .def_readonly("server", &Entry::server)
+        .def_readonly("directory", &Entry::directory)
+        .def("__repr__", [](const Entry& e) {
+            return "<anadata.Entry " + e.name + " " + std::to_string(e.shot) + "/" +
+                   std::to_string(e.subshot) + ", " + std::to_string(e.size) + " bytes, " + e.filedate +
+                   ", " + e.user + ">";
+        });
+
+    const auto released = py::call_guard<py::gil_scoped_release>();
+    py::class_<Session>(m, "Session",
+                        "A connection pool to the analysed-data service; safe to share between threads.")
+        .def(py::init(&makeSession), "endpoint"_a = py::none(), "account"_a = py::none(),
+             "password"_a = py::none(), py::kw_only(), "settings"_a = py::none(), "timeout"_a = py::none(),
+             "request_timeout"_a = py::none(), "connections"_a = py::none(), "cafile"_a = py::none(),
+             released)
+        .def_property_readonly("endpoint", [](const Session& s) { return s.options().endpoint; })
+        .def_property_readonly("account", [](const Session& s) { return s.options().account; })
+        .def(
+            "fetch",
+            [](const Session& s, const std::string& name, int shot, int subshot, const py::object& progress) {
+                return withProgress(progress,
+                                    [&](Progress report) { return s.fetch(name, shot, subshot, report); });
+            },
+            "name"_a, "shot"_a, "subshot"_a = 1, "progress"_a = py::none(),
+            "Downloads a data set into a Record.")
+        .def("fetch_many", &fetchMany, "name"_a, "shots"_a, "subshot"_a = 1, "jobs"_a = 8,
+             "progress"_a = py::none(),
+             "Fetches many shots of one name at once: {shot: Record}, shots that do not exist left out.")
+        .def(
+            "fetch_file",
+            [](const Session& s, const std::string& name, int shot, const std::filesystem::path& path,
+               int subshot, bool overwrite, bool keepArchive, const py::object& progress) {
+                return withProgress(progress, [&](Progress report) {
+                    FetchFileOptions options;
+                    options.overwrite = overwrite;
+                    options.keepArchive = keepArchive;
+                    options.progress = std::move(report);
+                    return s.fetchFile(name, shot, subshot, path.string(), options);
+                });
+            },
+            "name"_a, "shot"_a, "path"_a, "subshot"_a = 1, "overwrite"_a = false, "keep_archive"_a = false,
+            "progress"_a = py::none(),
+            "Downloads a data set to a file (or into a directory); returns the path.")
+        .def(
+            "register",
+            [](const Session& s, const qx::AnaData& record, int precision, const py::object& progress) {
+                const qx::AnaData snapshot(record);  // shares the numbers; the fields may change meanwhile
+                withProgress(progress, [&](Progress report) {
+                    s.registerRecord(snapshot, RegisterOptions{std::move(report), precision});
+                    return 0;
+                });
+            },
+            "record"_a, "precision"_a = 6, "progress"_a = py::none(),
+            "Registers the record under its name, shot and sub-shot, replacing an earlier entry; its "
+            "numbers\n"
+            "travel as text with `precision` digits after the point (16 keeps every bit).")
+        .def(
+            "register_file",
+            [](const Session& s, const std::filesystem::path& path, const std::string& name, int shot,
+               int subshot, const py::object& progress) {
+                withProgress(progress, [&](Progress report) {
+                    s.registerFile(path.string(), name, shot, subshot, RegisterOptions{std::move(report)});
+                    return 0;
+                });
+            },
+            "path"_a, "name"_a, "shot"_a, "subshot"_a = 1, "progress"_a = py::none())
+        .def("delete", &Session::remove, "name"_a, "shot"_a, "subshot"_a = 1, released)
+        .def("search", &search, "names"_a = py::none(), "first"_a = 0, "last"_a = 0, "subshot"_a = py::none(),
+             "user"_a = py::none(), "limit"_a = py::none(),
+             "Catalogue entries of the names (a name, a list, or None for every name) within the shots.")
+        .def("names", &Session::names, released)
+        .def("counts",
+             [](const Session& s) {
+                 std::vector<NameCount> counts;
+                 {
+                     py::gil_scoped_release unlocked;
+                     counts = s.counts();
+                 }
+                 py::dict byName;
+                 for (const NameCount& c : counts) byName[py::str(c.name)] = c.entries;
+                 return byName;
+             })
+        .def("explog", &explog, "shot"_a, "The experiment log's row of the shot: {column: text}.")
+        .def("explog_columns", &Session::explogColumns, released)
+        .def("change_password", &Session::changePassword, "new_password"_a, released)
+        .def("__repr__", [](const Session& s) {
+            return "<anadata.Session " + s.options().account + " at " + s.options().endpoint + ">";
+        });
+}
+
+}  // namespace anadata::python
