@@ -15,9 +15,8 @@ using testing::internal::CaptureStderr;
 using testing::internal::GetCapturedStderr;
 
 extern "C" {
-int g77exploggetcolumnno_(int*);
-int g77exploggetcolumnnames_(char*, int);
-int g77exploggetvalue_(int*, char*, char*, int, int);
+int g77exploggetcolumnno_(int*), g77exploggetcolumnnames_(char*, int),
+    g77exploggetvalue_(int*, char*, char*, int, int);
 }
 
 namespace {
@@ -47,21 +46,17 @@ protected:
 };
 
 TEST_F(CService, RegistFileAndDeleteReturnOneOnSuccessAndZeroOnFailure) {
-    CaptureStderr();
     EXPECT_EQ(registFile(4000), 1);
     EXPECT_EQ(cAnaDataDelete(diag.c_str(), 4000, 1, "alice", "wonder"), 1);
     EXPECT_EQ(cAnaDataDelete(diag.c_str(), 4000, 1, "alice", "wonder"), 0);
     // A refused account replaces the configured one for the rest of the process.
     EXPECT_EQ(registFile(4001, "wrong"), 0);
     EXPECT_EQ(qx::clsAnaDataAccess::pass, "wrong");
-    GetCapturedStderr();
 }
 
 TEST_F(CService, SearchRowsAreReadOneByOneAndPointIntoTheSet) {
-    CaptureStderr();
     ASSERT_EQ(registFile(4100), 1);
     ASSERT_EQ(registFile(4102), 1);
-    GetCapturedStderr();
     EXPECT_EQ(cAnaDataGetPage() * 1000 + cAnaDataGetLimit(), 1100);  // page=1, limit=100 in the settings
     const char* names[] = {diag.c_str()};
     ResultSet_s set = cAnaDataSearch(names, 1, 4100, 4200, 0, "", cAnaDataGetLimit());
@@ -92,12 +87,10 @@ TEST_F(CService, SearchRowsAreReadOneByOneAndPointIntoTheSet) {
 }
 
 TEST_F(CService, RefusedQueriesGiveTheEmptySet) {
-    CaptureStderr();
     const ResultSet_s refused[] = {cAnaDataSearch(nullptr, 0, 0, 0, -1, "", 10),  // negative sub-shot
                                    cAnaDataGetNumEntry("", 1, -5)};                // negative range
     server->stop();
     const ResultSet_s unreachable = cAnaDataGetDiagEntry();
-    GetCapturedStderr();
     for (const ResultSet_s& set : {refused[0], refused[1], unreachable}) {
         EXPECT_EQ(set.type, 0);
         EXPECT_EQ(set.rows, nullptr);
@@ -110,7 +103,6 @@ TEST_F(CService, RefusedQueriesGiveTheEmptySet) {
 }
 
 TEST_F(CService, GetFillsTheWholePathBufferAndReportsFailure) {
-    CaptureStderr();
     ASSERT_EQ(registFile(4200), 1);
     char path[1100];
     std::memset(path, '#', sizeof path);
@@ -124,7 +116,6 @@ TEST_F(CService, GetFillsTheWholePathBufferAndReportsFailure) {
     std::filesystem::remove(expected);
 
     std::strcpy(path, "kept");
-    GetCapturedStderr();
     CaptureStderr();
     EXPECT_EQ(cAnaDataGet(diag.c_str(), 9999, 1, path, work.c_str(), false), 3);
     EXPECT_NE(GetCapturedStderr().find("data acquisition failure.\n"), std::string::npos);
@@ -134,10 +125,8 @@ TEST_F(CService, GetFillsTheWholePathBufferAndReportsFailure) {
 TEST_F(CService, AFailedFetchGives3AndTakesNoHandleNumber) {
     // A registered file that is empty is the text reader's refusal.
     writeFile(work + "/empty.dat", "");
-    CaptureStderr();
     ASSERT_EQ(registFile(4300), 1);
     ASSERT_EQ(cAnaDataRegistFile(work.c_str(), "empty.dat", diag.c_str(), 4301, 1, "", "", "alice", "wonder"), 1);
-    GetCapturedStderr();
     for (auto [shot, message] : {std::pair{1, "Not found.\n"}, {4301, "NAME parameter error\n"}}) {
         int none = -5;
         CaptureStderr();
@@ -176,10 +165,8 @@ TEST_F(CService, ExperimentLogValuesAndTheSwallowedFailure) {
 
     // Unknown column or shot: no status, no message, the buffer untouched.
     std::strcpy(value, "untouched");
-    CaptureStderr();
     EXPECT_EQ(cExploGetValue(1234, "nosuch", value), 0);
     EXPECT_EQ(cExploGetValue(99, "date", value), 0);
-    GetCapturedStderr();
     EXPECT_STREQ(value, "untouched");
 
     char column[8] = {'d', 'a', 't', 'e', ' ', ' ', ' ', ' '};
@@ -194,11 +181,9 @@ TEST_F(CService, ColumnQueriesLetTheServiceFailurePass) {
     server->stop();
     int n = 0;
     char names[1024];
-    CaptureStderr();
     EXPECT_THROW(cExplogGetColumnNo(&n), qx::clsException);
     EXPECT_THROW(cExplogGetColumnNames(names, 4), qx::clsException);
     EXPECT_THROW(g77exploggetcolumnno_(&n), qx::clsException);
-    GetCapturedStderr();
 }
 
 TEST(CHelpers, BuffersGetExactlyTheirBoundAndSummaryCodesPassThrough) {
@@ -212,9 +197,7 @@ TEST(CHelpers, BuffersGetExactlyTheirBoundAndSummaryCodesPassThrough) {
     EXPECT_STREQ(time.data(), "14:05:00");
     EXPECT_STREQ(summary.data(), "#dimno=1\n#dimname='t'\n#dimsize=2\n#valno=1\n#valname='v'\n");
     for (const auto* buf : {&summary, &date, &time}) EXPECT_EQ(std::string(buf->data() + 1023, 2), std::string("\0#", 2));
-    CaptureStderr();
     EXPECT_THROW(cAnaDataGetSummary(dir.file("missing").c_str(), summary.data(), date.data(), time.data()), int);
-    GetCapturedStderr();
 
     std::vector<char> out(1030, '#');
     EXPECT_EQ(cAnaDataGetDirName(file.c_str(), out.data()), 0);

@@ -14,33 +14,22 @@ using testing::internal::GetCapturedStderr;
 
 // What a Fortran compiler calls: every argument by reference, hidden lengths last.
 extern "C" {
-int g77anadatanew_(int*, int*, int*);
-int g77anadatarelease_(int*);
-int g77anadataload_(int*, char*, int);
-int g77anadatasave_(int*, char*, int*, int);
-int g77anadatagetshotnumber_(int*, int*);
-int g77anadatasetshotnumber_(int*, int*);
-int g77anadatagetdate_(int*, char*, int);
-int g77anadatasetdate_(int*, char*, int);
-int g77anadatagetdiagnostics_(int*, char*, int);
-int g77anadatasetdiagnostics_(int*, char*, int);
-int g77anadatagetdimno_(int*, int*);
-int g77anadatagetdimname_(int*, int*, char*, int);
-int g77anadatagetvalname_(int*, int*, char*, int);
-int g77anadatagetvaldata2_(int*, char*, double*, int);
-int g77anadatagetsubnumber_(int*, int*);
-int g77anadatagetdimunit_(int*, int*, char*, int);
-int g77anadatagetvalunit_(int*, int*, char*, int);
-int g77anadatagetdimunit2_(int*, char*, char*, int, int);
-int g77anadatagetvalunit2_(int*, char*, char*, int, int);
-int g77anadataregist_(int*);
-int g77anadatalasterror_(char*, int);
-int g77anadatasetdimdata_(int*, int*, char*, char*, int*, double*, int, int);
-int g77anadatasetvaldata_(int*, int*, char*, char*, int*, double*, int, int);
+int g77anadatanew_(int*, int*, int*), g77anadatarelease_(int*), g77anadataload_(int*, char*, int),
+    g77anadatasave_(int*, char*, int*, int), g77anadatagetshotnumber_(int*, int*),
+    g77anadatasetshotnumber_(int*, int*), g77anadatagetdate_(int*, char*, int),
+    g77anadatasetdate_(int*, char*, int), g77anadatagetdiagnostics_(int*, char*, int),
+    g77anadatasetdiagnostics_(int*, char*, int), g77anadatagetdimno_(int*, int*),
+    g77anadatagetdimname_(int*, int*, char*, int), g77anadatagetvalname_(int*, int*, char*, int),
+    g77anadatagetvaldata2_(int*, char*, double*, int), g77anadatagetsubnumber_(int*, int*),
+    g77anadatagetdimunit_(int*, int*, char*, int), g77anadatagetvalunit_(int*, int*, char*, int),
+    g77anadatagetdimunit2_(int*, char*, char*, int, int),
+    g77anadatagetvalunit2_(int*, char*, char*, int, int), g77anadataregist_(int*),
+    g77anadatalasterror_(char*, int),
+    g77anadatasetdimdata_(int*, int*, char*, char*, int*, double*, int, int),
+    g77anadatasetvaldata_(int*, int*, char*, char*, int*, double*, int, int);
 }
 // The two members with C++ linkage.
-int g77anadatagetvaldata_(int*, double*, int*);
-int g77anadatagetcomment_(int*, char*, int);
+int g77anadatagetvaldata_(int*, double*, int*), g77anadatagetcomment_(int*, char*, int);
 
 namespace {
 

@@ -1,4 +1,4 @@
-// Settings pointing the access object at a test service, a thrown error's message, a check for leftover files.
+// Settings pointing the access object at a test service, and a check for leftover files.
 #ifndef ANADATA_TEST_CLIENTFIXTURE_H
 #define ANADATA_TEST_CLIENTFIXTURE_H
 
@@ -38,17 +38,6 @@ inline void configureAccess(const TempDir& home, const std::string& endpoint, co
     qx::clsAnaDataAccess access;
     ASSERT_TRUE(qx::clsAnaDataAccess::isInitialized);
     ASSERT_EQ(qx::clsAnaDataAccess::endpoint, endpoint);
-}
-
-// The message of the clsException that `call` throws, or "<nothing thrown>".
-template <class Call>
-std::string errorOf(Call call) {
-    try {
-        call();
-    } catch (const qx::clsException& e) {
-        return e.getMessage();
-    }
-    return "<nothing thrown>";
 }
 
 // Fails the test when a registration archive named with `token` is left in /tmp, or a

@@ -18,9 +18,9 @@
 
 class FakeService {
 public:
-    // After writing `bytes`: keep serving the connection, close it, or hold it silent until the end.
-    // trickle writes `bytes` one at a time, 200 ms apart, and then keeps serving.
-    enum class Action { reply, close, stall, trickle };
+    // After writing `bytes`: keep serving the connection or close it; trickle writes `bytes` one at
+    // a time, 200 ms apart, and then keeps serving.
+    enum class Action { reply, close, trickle };
     struct Answer {
         Action action = Action::reply;
         std::string bytes;
@@ -110,7 +110,6 @@ private:
                 continue;
             }
             if (send(fd, a.bytes.data(), a.bytes.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(a.bytes.size())) return;
-            while (a.action == Action::stall && !stop_) poll(nullptr, 0, 20);
             if (a.action != Action::reply) return;
         }
     }

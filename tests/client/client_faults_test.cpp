@@ -4,10 +4,7 @@
 
 #include "ClientFixture.h"
 #include "FakeService.h"
-#include "anadata.h"
-#include "anadata_util.h"
 #include "clsAnaDataAccess.h"
-#include "soapAnaData.h"
 
 namespace {
 
@@ -41,25 +38,25 @@ protected:
         EXPECT_FALSE(access.Search({"d"}, 0, 10, 0, "", 10, rows));
         EXPECT_EQ(rows.size(), 1u);
         std::vector<std::string> names;
-        EXPECT_FALSE(access.getDiagnostics(names));
         std::vector<qx::NumEntry> counts;
-        EXPECT_FALSE(access.getNumEntry("d", 1, 1, counts));
         std::vector<qx::DiagEntry> diags;
-        EXPECT_FALSE(access.getDiagEntry(diags));
+        EXPECT_FALSE(access.getDiagnostics(names) || access.getNumEntry("d", 1, 1, counts) || access.getDiagEntry(diags));
         EXPECT_TRUE(names.empty() && counts.empty() && diags.empty());
         for (auto call : std::vector<std::function<void()>>{
                  [&] { access.getExplogColNames(); }, [&] { access.getExplogColValues(1); },
-                 [&] { access.getExplogColValue(1, "gas"); }, [&] { access.changePassword("alice", "a", "b"); }})
-            EXPECT_EQ(errorOf(call), "ERROR");
+                 [&] { access.getExplogColValue(1, "gas"); }, [&] { access.changePassword("alice", "a", "b"); }}) {
+            try {
+                call();
+                ADD_FAILURE() << "nothing thrown";
+            } catch (const qx::clsException& e) {
+                EXPECT_EQ(e.getMessage(), "ERROR");
+            }
+        }
         std::string printed = testing::internal::GetCapturedStderr();
         EXPECT_NE(printed.find("summary=s\n"), std::string::npos);
-        EXPECT_GE(countOf(printed, " fault "), 11u) << printed;
-    }
-
-    static size_t countOf(const std::string& text, const std::string& word) {
-        size_t n = 0;
-        for (size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) ++n;
-        return n;
+        size_t faults = 0;
+        for (size_t at = printed.find(" fault "); at != std::string::npos; at = printed.find(" fault ", at + 1)) ++faults;
+        EXPECT_GE(faults, 11u) << printed;
     }
 
     TempDir dir, home;
@@ -104,11 +101,7 @@ TEST_F(FaultTest, APasswordChangeAnsweredWithANonZeroRetStillSucceeds) {
     FakeService service([](const std::string&) { return FakeService::response("changePassword", "<ret>1</ret>"); });
     use(service.url());
     EXPECT_NO_THROW(clsAnaDataAccess().changePassword("alice", "wonder", "land"));
-    int handle = 3;
-    ASSERT_EQ(soapAnaDataAccessNew(&handle, home.file("client.ini").c_str()), 0);
-    EXPECT_EQ(soapAnaDataChgPass(&handle, "alice", "wonder", "land"), 0);
-    soapAnaDataAccessRelease(&handle);
-    EXPECT_EQ(service.requests().size(), 2u);
+    EXPECT_EQ(service.requests().size(), 1u);
 }
 
 // A reply head whose length cannot be believed (negative, beyond any reply, not a number) fails
@@ -137,20 +130,19 @@ FakeService::Answer breakingDownload(const std::string& request, bool cut) {
 }
 
 TEST_F(FaultTest, ABrokenDownloadLeavesNeitherArchiveNorResult) {
-    for (bool cut : {false, true}) {
-        for (bool keepArchive : {false, true}) {
-            SCOPED_TRACE(std::to_string(cut) + std::to_string(keepArchive));
-            FakeService service([cut](const std::string& r) { return breakingDownload(r, cut); });
-            use(service.url());
-            clsAnaDataAccess access;
-            std::string file = "result.dat";
-            testing::internal::CaptureStderr();
-            EXPECT_FALSE(access.Get("d", 1, 1, file, work.c_str(), keepArchive));
-            EXPECT_FALSE(testing::internal::GetCapturedStderr().empty());
-            EXPECT_EQ(file, "result.dat");
-            EXPECT_FALSE(std::filesystem::exists(dir.file("result.dat")));
-            EXPECT_EQ(service.requests().size(), 3u);
-        }
+    for (int mode = 0; mode < 4; ++mode) {
+        const bool cut = mode & 1, keepArchive = mode & 2;
+        SCOPED_TRACE(mode);
+        FakeService service([cut](const std::string& r) { return breakingDownload(r, cut); });
+        use(service.url());
+        clsAnaDataAccess access;
+        std::string file = "result.dat";
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(access.Get("d", 1, 1, file, work.c_str(), keepArchive));
+        EXPECT_FALSE(testing::internal::GetCapturedStderr().empty());
+        EXPECT_EQ(file, "result.dat");
+        EXPECT_FALSE(std::filesystem::exists(dir.file("result.dat")));
+        EXPECT_EQ(service.requests().size(), 3u);
     }
 }
 
@@ -165,15 +157,11 @@ TEST_F(FaultTest, AnEmptyFirstBlockIsAnEmptyFile) {
     std::string file = "empty.zip";
     ASSERT_TRUE(access.Get("d", 1, 1, file, work.c_str(), true));
     EXPECT_EQ(file, work + "/empty.zip");
-    EXPECT_TRUE(std::filesystem::exists(file));
     EXPECT_EQ(std::filesystem::file_size(file), 0u);
 
     // Extraction is not checked: an archive that does not unpack still counts as fetched.
     file.clear();
-    testing::internal::CaptureStdout();
     EXPECT_TRUE(access.Get("d", 1, 1, file, work.c_str(), false));
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("error -102 with zipfile in unzGetCurrentFileInfo"),
-              std::string::npos);
     EXPECT_EQ(file, work + "/relative");
     EXPECT_FALSE(std::filesystem::exists(file));
 }

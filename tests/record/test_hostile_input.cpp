@@ -8,7 +8,6 @@
 #include <random>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "record_fixture.h"
 
@@ -19,9 +18,8 @@ namespace {
 long peakRssKb() {
     std::ifstream status("/proc/self/status");
     std::string line;
-    while (std::getline(status, line)) {
+    while (std::getline(status, line))
         if (line.rfind("VmHWM:", 0) == 0) return std::atol(line.c_str() + 6);
-    }
     return 0;
 }
 
@@ -56,14 +54,10 @@ TEST(HostileInput, BlockBoundariesDoNotChangeWhatIsRead) {
     std::string data;
     for (int r = 0; r < rows; ++r) {
         for (int c = 0; c < cols; ++c) {
-            const unsigned roll = random() % 50;
-            if (roll == 0) {
-                data += "\r\n";
-            } else if (roll == 1) {
-                data += std::to_string(r) + "\r\n";
-            } else {
-                data += std::to_string(r) + ".5, " + std::to_string(c) + "e-3, " + std::to_string(random()) + ", 7\r\n";
-            }
+            const unsigned roll = random() % 50;  // an empty line, a short one, or a whole row
+            data += roll == 0   ? std::string("\r\n")
+                    : roll == 1 ? std::to_string(r) + "\r\n"
+                                : std::to_string(r) + ".5, " + std::to_string(c) + "e-3, " + std::to_string(random()) + ", 7\r\n";
         }
     }
     AnaData whole(2, 1);
@@ -72,9 +66,8 @@ TEST(HostileInput, BlockBoundariesDoNotChangeWhatIsRead) {
     std::istream piped(&pipe);
     AnaData streamed;
     piped >> streamed;
-    for (int d = 0; d < 2; ++d) {
+    for (int d = 0; d < 2; ++d)
         ASSERT_EQ(std::memcmp(whole.getDimData(d), streamed.getDimData(d), sizeof(double) * (d == 0 ? rows : cols)), 0);
-    }
     EXPECT_EQ(std::memcmp(whole.getValData(0), streamed.getValData(0), sizeof(double) * rows * cols), 0);
 }
 

@@ -1,7 +1,6 @@
 // The text format: byte-exact writer output, the reader's key rules, messages and quirks.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -70,12 +69,8 @@ TEST(TextFormat, RowsMatchPrintfAtEveryPrecision) {
             std::snprintf(line, sizeof line, "%.*e, %.*e\r\n", precision, d, precision, d);
             expected += line;
         }
-        const std::string marker = "# [Data] \r\n";
         const std::string text = out.str();
-        const std::string rows = text.substr(text.find(marker) + marker.size());
-        const auto mismatch = std::mismatch(rows.begin(), rows.end(), expected.begin(), expected.end());
-        ASSERT_TRUE(rows == expected) << "precision " << precision << ", first difference at \""
-                                      << std::string(mismatch.first, std::min(mismatch.first + 40, rows.end())) << "\"";
+        ASSERT_TRUE(text.substr(text.find("# [Data] \r\n") + 11) == expected) << "precision " << precision;
     }
 }
 
@@ -202,11 +197,8 @@ TEST(TextFormat, HelpersTrimPickUpAndSearch) {
     EXPECT_EQ(qx::pickup("no equals", true), "");
     EXPECT_EQ(qx::pickup_sizes("# DimSize=3,4,"), (std::vector<int>{3, 4}));
     EXPECT_EQ(qx::pickup_sizes("# DimSize= 3 , 4"), (std::vector<int>{3, 4}));
-    std::string s = "xxaxx";
-    EXPECT_EQ(qx::trim(s, 'x'), "a");
-    s = "\r\n";
-    EXPECT_EQ(qx::chop(s), "");
-    s = "##  c";
+    std::string x = "xxaxx", crlf = "\r\n", s = "##  c";
+    EXPECT_EQ(qx::trim(x, 'x') + qx::chop(crlf), "a");
     EXPECT_EQ(qx::ltrim(s, '#'), "  c");
     EXPECT_EQ(qx::rtrim(s, 'c'), "  ");
     const char* text = "# DimName='x'";

@@ -52,6 +52,9 @@ public:
         return soap_->error && text ? text : "";
     }
 
+    // The fault string of a call that must fail, or "<accepted>": refused(c.upload(...)) == "message".
+    std::string refused(int status) { return status ? fault() : "<accepted>"; }
+
     // The fault code of the last failed call, e.g. "SOAP-ENV:Client.NotFound", or "" when there is none.
     std::string faultCode() {
         const char* code = *soap_faultcode(soap_);

@@ -1,4 +1,5 @@
-// Connections that send a request head one byte every two seconds, or nothing at all, until destroyed.
+// Connections that send a request head one byte every two seconds, or nothing at all, until destroyed;
+// and the plain loopback connection they are made of.
 #ifndef ANADATA_TEST_SLOWCLIENTS_H
 #define ANADATA_TEST_SLOWCLIENTS_H
 
@@ -14,19 +15,24 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+// A TCP connection to 127.0.0.1:port, or -1.
+inline int connectLoopback(int port) {
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_port = htons(static_cast<uint16_t>(port));
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0) return fd;
+    close(fd);
+    return -1;
+}
+
 class SlowClients {
 public:
     // count connections to 127.0.0.1:port; silent ones only connect.
     SlowClients(int port, int count, bool silent = false) {
-        for (int i = 0; i < count; ++i) {
-            int fd = socket(AF_INET, SOCK_STREAM, 0);
-            sockaddr_in a{};
-            a.sin_family = AF_INET;
-            a.sin_port = htons(static_cast<uint16_t>(port));
-            a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-            if (connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0) fds_.push_back(fd);
-            else close(fd);
-        }
+        for (int i = 0; i < count; ++i)
+            if (int fd = connectLoopback(port); fd >= 0) fds_.push_back(fd);
         if (silent) return;
         thread_ = std::thread([this] {
             const std::string head = "POST / HTTP/1.1\r\nHost: 127.0.0.1\r\nX-Slow: ";

@@ -4,11 +4,8 @@
 #include <sstream>
 #include <thread>
 
-#include <gtest/gtest.h>
-
-#include "ServerProcess.h"
-#include "TempDir.h"
-#include "session.h"
+#include "ServiceFixture.h"
+#include "SessionError.h"
 
 namespace {
 
@@ -42,32 +39,18 @@ std::string readBackText(const qx::AnaData& rec) {
     return textOf(read);
 }
 
-template <class Call>
-ErrorCode codeOf(Call call) {
-    try {
-        call();
-    } catch (const anadata::Error& e) {
-        return e.code();
-    }
-    ADD_FAILURE() << "nothing thrown";
-    return ErrorCode::format;
-}
+ErrorCode codeOf(const std::function<void()>& call) { return errorOf(call).code(); }
 
-class SessionService : public ::testing::Test {
+class SessionService : public ServiceFixture {
 protected:
-    SessionService() {
-        for (const char* account : {"analyst", "other"})
-            ServerProcess::runToEnd(ANADATA_SERVER_PROGRAM, {"--store", dir.file("store"), "--add-user", account},
-                                    "secret\n");
-        writeFile(dir.file("explog.csv"), "shotno,energy\n5,1.5\n");
-        server = std::make_unique<ServerProcess>(
-            ANADATA_SERVER_PROGRAM, ServerProcess::storeArgs(dir.file("store"), {"--explog", dir.file("explog.csv")}));
+    void SetUp() override {
+        ServiceFixture::SetUp();
         options.endpoint = server->url();
-        options.account = "analyst";
-        options.password = "secret";
+        options.account = "alice";
+        options.password = "wonder";
         std::filesystem::create_directory(dir.file("out"));
     }
-    anadata::Session as(const char* account, const char* password = "secret") const {
+    anadata::Session as(const char* account, const char* password) const {
         anadata::SessionOptions o = options;
         o.account = account;
         o.password = password;
@@ -81,8 +64,6 @@ protected:
         return names;
     }
 
-    TempDir dir;
-    std::unique_ptr<ServerProcess> server;
     anadata::SessionOptions options;
 };
 
@@ -104,7 +85,7 @@ TEST_F(SessionService, RecordsRoundTripThroughMemoryAndFiles) {
     ASSERT_EQ(entries.size(), 1u);
     EXPECT_EQ(entries[0].filename, "probe@5.dat.zip");
     EXPECT_EQ(entries[0].subshot, 1);
-    EXPECT_EQ(entries[0].user, "analyst");
+    EXPECT_EQ(entries[0].user, "alice");
     EXPECT_EQ(entries[0].summary, "made by the session test\n");
     EXPECT_EQ(static_cast<std::uint64_t>(entries[0].size), sentTotal);
     EXPECT_EQ(sentBytes, sentTotal);
@@ -132,7 +113,7 @@ TEST_F(SessionService, RecordsRoundTripThroughMemoryAndFiles) {
     EXPECT_EQ(outFiles(), std::vector<std::string>{"probe@5.dat"});  // no staged file left
 
     EXPECT_EQ(session.names(), std::vector<std::string>{"probe"});
-    EXPECT_EQ(session.explogValue(5, "energy"), "1.5");
+    EXPECT_EQ(session.explogValue(101, "gas"), "He");
     session.remove("probe", 5);
     EXPECT_TRUE(session.search({{"probe"}, 0, 0, 0, "", 0}).empty());
 }
@@ -147,10 +128,10 @@ TEST_F(SessionService, RefusalsCarryTheirCodes) {
     } cases[] = {
         {"missing data set", ErrorCode::not_found, [&] { session.fetch("owned", 8); }},
         {"missing deletion", ErrorCode::not_found, [&] { session.remove("owned", 8); }},
-        {"unknown column", ErrorCode::not_found, [&] { session.explogValue(5, "nope"); }},
-        {"unknown shot", ErrorCode::not_found, [&] { session.explogRow(6); }},
-        {"wrong password", ErrorCode::unauthorized, [&] { as("analyst", "wrong").registerRecord(record("x", 1, 1)); }},
-        {"another's entry", ErrorCode::unauthorized, [&] { as("other").remove("owned", 7); }},
+        {"unknown column", ErrorCode::not_found, [&] { session.explogValue(100, "nope"); }},
+        {"unknown shot", ErrorCode::not_found, [&] { session.explogRow(102); }},
+        {"wrong password", ErrorCode::unauthorized, [&] { as("alice", "wrong").registerRecord(record("x", 1, 1)); }},
+        {"another's entry", ErrorCode::unauthorized, [&] { as("bob", "builder").remove("owned", 7); }},
         {"bad record", ErrorCode::format, [&] { session.registerRecord(qx::AnaData()); }},
         {"not a data file", ErrorCode::format, [&] { session.registerFile(dir.file("explog.csv"), "x", 1, 1); }},
     };
@@ -204,7 +185,7 @@ TEST_F(SessionService, PasswordChangeReachesCopiesOfTheSession) {
     session.changePassword("fresh");
     copy.registerRecord(record("pw", 1, 1));
     EXPECT_EQ(copy.options().password, "fresh");
-    EXPECT_EQ(codeOf([&] { as("analyst", "secret").remove("pw", 1); }), ErrorCode::unauthorized);
+    EXPECT_EQ(codeOf([&] { as("alice", "wonder").remove("pw", 1); }), ErrorCode::unauthorized);
 }
 
 // Run under ThreadSanitizer too: sessions, and one session shared by threads, all at once.

@@ -3,53 +3,36 @@
 
 #include <sys/wait.h>
 
-#include <gtest/gtest.h>
-
-#include "ClientFixture.h"
-#include "ServerProcess.h"
+#include "ServiceFixture.h"
+#include "SessionError.h"
 #include "TestAuthority.h"
-#include "session.h"
 
 namespace {
 
 using anadata::ErrorCode;
 
-class Https : public ::testing::Test {
+class Https : public ServiceFixture {
 protected:
     void SetUp() override {
         ASSERT_TRUE(authority.made && stranger.made) << "openssl could not make the test certificates";
-        ServerProcess::runToEnd(ANADATA_SERVER_PROGRAM, {"--store", dir.file("store"), "--add-user", "analyst"},
-                                "secret\n");
+        ServiceFixture::SetUp();
     }
-    // A server whose certificate the authority signed for `cert`/`key`.
-    std::unique_ptr<ServerProcess> serve(const std::string& cert, const std::string& key) {
-        return std::make_unique<ServerProcess>(
-            ANADATA_SERVER_PROGRAM, ServerProcess::storeArgs(dir.file("store"), {"--tls-cert", cert, "--tls-key", key}));
-    }
+    void serve(const std::string& cert, const std::string& key) { start({"--tls-cert", cert, "--tls-key", key}); }
     anadata::Session session(const std::string& url, const std::string& ca) {
         anadata::SessionOptions o;
         o.endpoint = url;
-        o.account = "analyst";
-        o.password = "secret";
+        o.account = "alice";
+        o.password = "wonder";
         o.caFile = ca;
         return anadata::Session(o);
     }
-    static anadata::Error failure(const std::function<void()>& call) {
-        try {
-            call();
-        } catch (const anadata::Error& e) {
-            return e;
-        }
-        return anadata::Error(ErrorCode::refused, "nothing thrown");
-    }
 
-    TempDir dir;
     TempDir home;
     TestAuthority authority{dir.path()}, stranger{dir.path(), "stranger"};
 };
 
 TEST_F(Https, RoundTripsWithTheAuthorityAndRefusesOthers) {
-    const auto server = serve(authority.certificate, authority.key);
+    serve(authority.certificate, authority.key);
     ASSERT_EQ(server->url().compare(0, 8, "https://"), 0);
     qx::AnaData rec(1, 1);
     const double x[2] = {1, 2};
@@ -61,12 +44,12 @@ TEST_F(Https, RoundTripsWithTheAuthorityAndRefusesOthers) {
     session(server->url(), authority.ca).registerRecord(rec);
     EXPECT_EQ(session(server->url(), authority.ca).fetch("tls", 9).getValData(0)[1], 2.0);
 
-    const anadata::Error refused = failure([&] { session(server->url(), stranger.ca).names(); });
+    const anadata::Error refused = errorOf([&] { session(server->url(), stranger.ca).names(); });
     EXPECT_EQ(refused.code(), ErrorCode::certificate) << refused.what();
     EXPECT_NE(std::string(refused.what()).find("certificate"), std::string::npos) << refused.what();
 
     // The record's own calls take the authority from the settings' cafile.
-    writeFile(home.file("client.ini"), "[tserver]\naccount=analyst\npasswd=secret\nendpoint=" + server->url() +
+    writeFile(home.file("client.ini"), "[tserver]\naccount=alice\npasswd=wonder\nendpoint=" + server->url() +
                                            "\ncafile=" + authority.ca + "\n");
     setenv("CLIENT_INI2", home.file("client.ini").c_str(), 1);
     EXPECT_EQ(qx::AnaData::retrieve("tls", 9, 1, false).getValData(0)[1], 2.0);
@@ -89,8 +72,8 @@ TEST_F(Https, ACertificateForAnotherHostIsRefused) {
                            base + ".pem >/dev/null 2>&1")
                               .c_str()),
               0);
-    const auto server = serve(base + ".pem", base + ".key");
-    const anadata::Error refused = failure([&] { session(server->url(), authority.ca).names(); });
+    serve(base + ".pem", base + ".key");
+    const anadata::Error refused = errorOf([&] { session(server->url(), authority.ca).names(); });
     EXPECT_EQ(refused.code(), ErrorCode::certificate) << refused.what();
 }
 

@@ -1,19 +1,10 @@
 #!/bin/sh
-# Runs one command against a fresh reference service: temporary store, account, settings, sample data set.
-#
-#   with-service.sh SERVER_PROGRAM SEED_PROGRAM -- COMMAND [ARGS...]
-#
-# The service listens on 127.0.0.1 on a free port with the account "analyst"/"secret" and an
-# experiment log for shots 1234 and 1235. SEED_PROGRAM registers the sample data set, then COMMAND
-# runs in an empty working directory with CLIENT_INI2 and HOME pointing at the settings, and
-# ANADATA_TEST_ENDPOINT / ANADATA_TEST_STORE set. Everything is stopped and removed afterwards;
-# the exit status is COMMAND's (or 125 when the service could not be set up).
+# with-service.sh SERVER_PROGRAM SEED_PROGRAM -- COMMAND [ARGS...]: runs COMMAND against a fresh
+# reference service on 127.0.0.1 (account "analyst"/"secret", an experiment log for shots 1234 and
+# 1235, the sample data set SEED_PROGRAM registers), in an empty working directory with CLIENT_INI2,
+# HOME, ANADATA_TEST_ENDPOINT and ANADATA_TEST_STORE set; removes everything afterwards. The exit
+# status is COMMAND's, or 125 when the service could not be set up.
 set -u
-
-if [ $# -lt 4 ] || [ "$3" != "--" ]; then
-    echo "usage: $0 SERVER_PROGRAM SEED_PROGRAM -- COMMAND [ARGS...]" >&2
-    exit 125
-fi
 server=$1
 seed=$2
 shift 3
@@ -59,5 +50,3 @@ export ANADATA_TEST_ENDPOINT="$endpoint" ANADATA_TEST_STORE="$top/store"
 }
 
 (cd "$top/work" && "$@")
-status=$?
-exit $status
