@@ -7,7 +7,7 @@ build-essential cmake pkg-config g++ gcc gfortran clang libclang-rt-14-dev
 libgtest-dev
 gsoap libgsoap-dev libminizip-dev zlib1g-dev libisal-dev libdeflate-dev
 libsqlite3-dev libssl-dev openssl libcli11-dev
-zip unzip curl python3 python3-zeep python3-numpy
+zip unzip curl python3 python3-numpy
 pybind11-dev python3-dev python3-xarray python3-matplotlib python3-pytest
 "
 
