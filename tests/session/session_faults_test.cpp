@@ -85,14 +85,4 @@ TEST(SessionFaults, NoServiceIsATransportFailure) {
     EXPECT_THROW(anadata::Session{options}, anadata::Error);
 }
 
-// The settings file the record's calls read, found the same way, and its cafile too.
-TEST(SessionFaults, SettingsComeFromTheSameFile) {
-    TempDir dir;
-    writeFile(dir.file("client.ini"), "[tserver]\naccount=ann\npasswd=\"pw\"\nendpoint=https://h/\ncafile=/ca.pem\n");
-    setenv("CLIENT_INI2", dir.file("client.ini").c_str(), 1);
-    const anadata::SessionOptions o = anadata::Session::fromSettings().options();
-    EXPECT_EQ(o.account + " " + o.password + " " + o.endpoint + " " + o.caFile, "ann pw https://h/ /ca.pem");
-    EXPECT_EQ(errorOf([&] { anadata::loadSettings(dir.file("none.ini")); }).code(), ErrorCode::local_io);
-}
-
 }  // namespace
