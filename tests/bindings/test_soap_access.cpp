@@ -7,6 +7,7 @@
 
 #include "ClientFixture.h"
 #include "ServiceFixture.h"
+#include "clsAnaDataAccess.h"
 
 
 namespace {
@@ -100,8 +101,9 @@ TEST_F(SoapAccess, ListsAreAppendedAndTheLogIsReplaced) {
     EXPECT_TRUE(soapAnaDataDelete(&handle, diag.c_str(), &gone, &sub));
 }
 
-TEST_F(SoapAccess, ChgPassGivesZeroAndTheChangeTakes) {
+TEST_F(SoapAccess, ChgPassGivesZeroAndTheChangeTakesButNotInTheProcessPassword) {
     EXPECT_EQ(soapAnaDataChgPass(&handle, "alice", "wonder", "wonder2"), 0);
+    EXPECT_EQ(qx::clsAnaDataAccess::pass, "wonder");
     EXPECT_FALSE(regist(700));  // the configured old password no longer registers anything
 }
 

@@ -72,6 +72,9 @@ TEST_F(AccessTest, RegistTracesTheSummaryAndSearchesAppend) {
     ASSERT_TRUE(access.Search({"diagZ"}, 0, 42, 1, "", 10, rows));
     ASSERT_TRUE(access.Search({"diagZ"}, 0, 100, 1, "alice", 10, rows));
     ASSERT_EQ(rows.size(), 3u);
+    std::vector<std::string> names{"before"};
+    ASSERT_TRUE(access.getDiagnostics(names));
+    EXPECT_EQ(names, (std::vector<std::string>{"before", "diagZ"}));
     const qx::TavolenInfo& r = rows[0];
     EXPECT_EQ(r.diagnostics + "|" + r.filename + "|" + r.userid + "|" + r.summary,
               "diagZ|" + name + ".zip|alice|first run");
@@ -95,30 +98,6 @@ TEST_F(AccessTest, RegistWithoutAnArchiveReportsSuccessAndSendsNothing) {
     std::vector<std::string> names;
     ASSERT_TRUE(access.getDiagnostics(names));
     EXPECT_TRUE(names.empty());
-}
-
-TEST_F(AccessTest, ListsAndCountsAreAppendedAndDeletionSucceedsOnce) {
-    std::string name = dataFile("count", "c\n");
-    for (auto [diag, shot, sub] : {std::tuple{"diagC", 10, 1}, {"diagC", 11, 3}, {"diagC", 11, 4}, {"diagD", 10, 1}})
-        ASSERT_TRUE(access.Regist(work.c_str(), name.c_str(), diag, shot, sub, nullptr, ""));
-    std::vector<std::string> names{"before"};
-    ASSERT_TRUE(access.getDiagnostics(names));
-    EXPECT_EQ(names, (std::vector<std::string>{"before", "diagC", "diagD"}));
-    std::vector<qx::NumEntry> counts(1);
-    ASSERT_TRUE(access.getNumEntry("diagC", 10, 5, counts));  // field by field in the C binding's tests
-    EXPECT_EQ(counts.size(), 3u);
-
-    ASSERT_TRUE(access.Delete("diagC", 11, 3));
-    testing::internal::CaptureStderr();
-    EXPECT_FALSE(access.Delete("diagC", 11, 3));
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("unknown"), std::string::npos);
-}
-
-TEST_F(AccessTest, PasswordChangeLeavesTheProcessPasswordAlone) {
-    std::string name = dataFile("pw", "pw\n");
-    access.changePassword("alice", "wonder", "newer");
-    EXPECT_EQ(clsAnaDataAccess::pass, "wonder");
-    EXPECT_FALSE(access.Regist(work.c_str(), name.c_str(), "diagW", 1, 1, nullptr, ""));
 }
 
 }  // namespace

@@ -188,7 +188,8 @@ TEST_F(SessionService, PasswordChangeReachesCopiesOfTheSession) {
     EXPECT_EQ(codeOf([&] { as("alice", "wonder").remove("pw", 1); }), ErrorCode::unauthorized);
 }
 
-// Run under ThreadSanitizer too: sessions, and one session shared by threads, all at once.
+// Run under ThreadSanitizer too: sessions, and one session shared by threads, all at once; the service
+// takes their uploads and downloads side by side.
 TEST_F(SessionService, ManyThreadsAndSessionsAtOnce) {
     anadata::Session shared(options);
     for (int shot = 1; shot <= 6; ++shot) shared.registerRecord(record("many", shot, 1));
@@ -199,7 +200,8 @@ TEST_F(SessionService, ManyThreadsAndSessionsAtOnce) {
             anadata::Session own(options);
             const anadata::Session& use = t % 2 ? own : shared;
             for (const auto& o : use.fetchMany("many", {1, 2, 3, 4, 5, 6}, 1)) fetched += o.ok();
-            fetched += use.fetch("many", t + 1).getShotNo() == t + 1;
+            use.registerRecord(record("many", 10 + t, 1));  // uploads at once, into one catalogue
+            fetched += use.fetch("many", 10 + t).getShotNo() == 10 + t;
         });
     for (auto& t : threads) t.join();
     EXPECT_EQ(fetched, 4 * 7);

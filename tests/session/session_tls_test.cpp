@@ -64,16 +64,11 @@ TEST_F(Https, RoundTripsWithTheAuthorityAndRefusesOthers) {
 }
 
 TEST_F(Https, ACertificateForAnotherHostIsRefused) {
-    // Signed by the authority, but for another name than the address the session connects to.
-    const std::string base = dir.file("other");
-    ASSERT_EQ(std::system(("openssl req -newkey rsa:2048 -nodes -subj /CN=elsewhere.example -keyout " + base +
-                           ".key -out " + base + ".csr >/dev/null 2>&1 && openssl x509 -req -days 1 -in " + base +
-                           ".csr -CA " + authority.ca + " -CAkey " + dir.file("ca.key") + " -CAcreateserial -out " +
-                           base + ".pem >/dev/null 2>&1")
-                              .c_str()),
-              0);
-    serve(base + ".pem", base + ".key");
-    const anadata::Error refused = errorOf([&] { session(server->url(), authority.ca).names(); });
+    // Signed by a trusted authority, but for another name than the address the session connects to.
+    TestAuthority elsewhere{dir.path(), "elsewhere", "DNS:elsewhere.example"};
+    ASSERT_TRUE(elsewhere.made);
+    serve(elsewhere.certificate, elsewhere.key);
+    const anadata::Error refused = errorOf([&] { session(server->url(), elsewhere.ca).names(); });
     EXPECT_EQ(refused.code(), ErrorCode::certificate) << refused.what();
 }
 
