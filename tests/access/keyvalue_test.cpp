@@ -10,7 +10,7 @@
 
 using Table = std::map<std::string, std::string>;
 
-TEST(KeyValue, LoadHashSplitsTrimsAndDropsKeyBackslashes) {
+TEST(KeyValue, LoadHashSplitsTrimsAndDropsKeyBackslashesAndFillsTheProcessTable) {
     TempDir dir;
     writeFile(dir.file("kv"),
               "a\\b = 1 # c\n"
@@ -27,6 +27,12 @@ TEST(KeyValue, LoadHashSplitsTrimsAndDropsKeyBackslashes) {
     EXPECT_TRUE(loadHash(dir.file("kv").c_str(), table));
     EXPECT_EQ(table, (Table{{"ab", "1 # c"}, {"key", ""}, {"[tserver]", ""}, {"spaced", "v=w"},
                             {"dup", "2"}, {"last", "end"}, {"kept", "old"}}));
+    // Without a table of its own, the process table takes the keys, for getValue.
+    writeFile(dir.file("process"), "host = example\n");
+    EXPECT_EQ(getValue("host"), nullptr);
+    EXPECT_TRUE(loadHash(dir.file("process").c_str()));
+    EXPECT_STREQ(getValue("host"), "example");
+    EXPECT_EQ(getValue("absent"), nullptr);
 }
 
 TEST(KeyValue, LongLinesAndMissingFilesEndTheReading) {
@@ -41,16 +47,6 @@ TEST(KeyValue, LongLinesAndMissingFilesEndTheReading) {
     EXPECT_TRUE(loadHash(dir.file("missing").c_str(), table));
     EXPECT_TRUE(loadHash(dir.path().c_str(), table));
     EXPECT_EQ(table.size(), 2u);
-}
-
-TEST(KeyValue, ProcessTableAndGetValue) {
-    TempDir dir;
-    writeFile(dir.file("kv"), "host = example\n");
-    EXPECT_EQ(getValue("host"), nullptr);
-    EXPECT_TRUE(loadHash(dir.file("kv").c_str()));
-    ASSERT_NE(getValue("host"), nullptr);
-    EXPECT_STREQ(getValue("host"), "example");
-    EXPECT_EQ(getValue("absent"), nullptr);
 }
 
 TEST(KeyValue, SaveHashSortsAndEscapesEqualsInKeys) {

@@ -86,10 +86,15 @@ TEST_F(CService, SearchRowsAreReadOneByOneAndPointIntoTheSet) {
     cAnaDataReleaseResultSet(entries);
 }
 
-TEST_F(CService, RefusedQueriesGiveTheEmptySet) {
+TEST_F(CService, RefusedQueriesGiveTheEmptySetButColumnQueriesLetTheFailurePass) {
     const ResultSet_s refused[] = {cAnaDataSearch(nullptr, 0, 0, 0, -1, "", 10),  // negative sub-shot
                                    cAnaDataGetNumEntry("", 1, -5)};                // negative range
     server->stop();
+    int n = 0;
+    char names[1024];
+    EXPECT_THROW(cExplogGetColumnNo(&n), qx::clsException);
+    EXPECT_THROW(cExplogGetColumnNames(names, 4), qx::clsException);
+    EXPECT_THROW(g77exploggetcolumnno_(&n), qx::clsException);
     const ResultSet_s unreachable = cAnaDataGetDiagEntry();
     for (const ResultSet_s& set : {refused[0], refused[1], unreachable}) {
         EXPECT_EQ(set.type, 0);
@@ -175,15 +180,6 @@ TEST_F(CService, ExperimentLogValuesAndTheSwallowedFailure) {
     std::memset(value, '#', sizeof value);
     EXPECT_EQ(g77exploggetvalue_(&shot, column, value, 8, 12), 0);
     EXPECT_EQ(std::string(value, 257), "2009/03/08  " + std::string(244, '\0') + "#");
-}
-
-TEST_F(CService, ColumnQueriesLetTheServiceFailurePass) {
-    server->stop();
-    int n = 0;
-    char names[1024];
-    EXPECT_THROW(cExplogGetColumnNo(&n), qx::clsException);
-    EXPECT_THROW(cExplogGetColumnNames(names, 4), qx::clsException);
-    EXPECT_THROW(g77exploggetcolumnno_(&n), qx::clsException);
 }
 
 TEST(CHelpers, BuffersGetExactlyTheirBoundAndSummaryCodesPassThrough) {

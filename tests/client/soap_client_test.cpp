@@ -31,14 +31,12 @@ protected:
     TavolenSoapClient client{service.url().c_str()};
 };
 
-TEST_F(SoapClientTest, UploadOfAMissingFileSaysSoAndCallsNothing) {
+TEST_F(SoapClientTest, UploadOfAMissingFileCallsNothingAndOfAnEmptyOneIsBeginAndEndWithItsLocalTime) {
     testing::internal::CaptureStdout();
     EXPECT_FALSE(client.putData("u", "p", dir.path().c_str(), "absent.zip", "d", 1, 1, "s"));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "file doesn't exit\n");
     EXPECT_TRUE(service.requests().empty());
-}
 
-TEST_F(SoapClientTest, UploadOfAnEmptyFileIsBeginAndEndWithTheFilesLocalTime) {
     writeFile(dir.file("empty.zip"), "");
     std::tm when{};
     when.tm_year = 2021 - 1900, when.tm_mon = 2, when.tm_mday = 7, when.tm_hour = 8, when.tm_min = 9, when.tm_sec = 5;

@@ -27,7 +27,7 @@ std::string encoded(const std::function<void(std::ostream&)>& write) {
 
 }  // namespace
 
-TEST(DumpFormat, PrimitiveEncodingsAreLittleEndianAndOrdered) {
+TEST(DumpFormat, PrimitiveEncodingsAreLittleEndianAndOrderedAndReadBack) {
     EXPECT_EQ(encoded([](std::ostream& o) { qx::dump(o, 35088); }), bytes({0x10, 0x89, 0, 0}));
     EXPECT_EQ(encoded([](std::ostream& o) { qx::dump(o, -2); }), bytes({0xfe, 0xff, 0xff, 0xff}));
     EXPECT_EQ(encoded([](std::ostream& o) { qx::dump(o, std::string()); }), bytes({0, 0, 0, 0, 0}));
@@ -38,6 +38,12 @@ TEST(DumpFormat, PrimitiveEncodingsAreLittleEndianAndOrdered) {
     const std::map<std::string, int> map{{"b", 1}, {"a", 2}};
     EXPECT_EQ(encoded([&](std::ostream& o) { qx::dump(o, map); }),
               bytes({2, 0, 0, 0, 1, 0, 0, 0, 'a', 0, 2, 0, 0, 0, 1, 0, 0, 0, 'b', 0, 1, 0, 0, 0}));
+    // Read back, strings stop at their first zero byte.
+    std::istringstream in(bytes({3, 0, 0, 0, 'a', 0, 'b', 0}));
+    EXPECT_EQ(qx::read_string(in), "a");
+    EXPECT_TRUE(in.good());
+    std::istringstream hash(bytes({2, 0, 0, 0, 1, 0, 0, 0, 'k', 0, 1, 0, 0, 0, 1, 0, 0, 0, 'k', 0, 9, 0, 0, 0}));
+    EXPECT_EQ(qx::read_hash(hash).at("k"), 9);
 }
 
 TEST(DumpFormat, RecordRoundTripKeepsEverythingButTheStrideFlag) {
@@ -57,14 +63,6 @@ TEST(DumpFormat, RecordRoundTripKeepsEverythingButTheStrideFlag) {
     std::ostringstream again;
     back.dump(again);
     EXPECT_EQ(again.str(), image.str());
-}
-
-TEST(DumpFormat, StringsStopAtTheirFirstZeroByte) {
-    std::istringstream in(bytes({3, 0, 0, 0, 'a', 0, 'b', 0}));
-    EXPECT_EQ(qx::read_string(in), "a");
-    EXPECT_TRUE(in.good());
-    std::istringstream hash(bytes({2, 0, 0, 0, 1, 0, 0, 0, 'k', 0, 1, 0, 0, 0, 1, 0, 0, 0, 'k', 0, 9, 0, 0, 0}));
-    EXPECT_EQ(qx::read_hash(hash).at("k"), 9);
 }
 
 TEST(DumpFormat, CheckHeaderTellsFormatsApartAndRewinds) {

@@ -26,7 +26,7 @@ AnaData grid234() {
 
 }  // namespace
 
-TEST(RecordModel, FreshAndClearedRecordsDifferInShotNumbers) {
+TEST(RecordModel, FreshAndClearedRecordsDifferInShotNumbersAndTheDateIsToTheMinute) {
     AnaData rec(2, 1);
     using V = std::vector<int>;
     EXPECT_EQ((V{rec.getShotNo(), rec.getSubNo()}), (V{1, 1}));
@@ -34,6 +34,9 @@ TEST(RecordModel, FreshAndClearedRecordsDifferInShotNumbers) {
     rec.clear();
     EXPECT_EQ((V{rec.getShotNo(), rec.getSubNo(), rec.getDimNo()}), (V{0, 0, 0}));
     EXPECT_EQ(rec.getValSize(), 1);
+    rec.setDate();  // now, to the minute
+    EXPECT_TRUE(std::regex_match(rec.getDate(), std::regex("[01][0-9]/[0-3][0-9]/[0-9]{4} [0-2][0-9]:[0-5][0-9]")))
+        << rec.getDate();
 }
 
 TEST(RecordModel, ReplacedNameStillResolvesAndNamesAreCaseSensitive) {
@@ -120,11 +123,4 @@ TEST(RecordModel, LineReadersPickTheFreeDimension) {
     rec.getValData(names, fixed, "v", line);
     EXPECT_EQ(std::vector<double>(line, line + 3), (std::vector<double>{15, 19, 23}));
     EXPECT_EQ(messageOf([&] { rec.getValData(names, fixed, "u", line); }), "Invalid Val Name");
-}
-
-TEST(RecordModel, CurrentDateHasMinutesButNoSeconds) {
-    AnaData rec;
-    rec.setDate();
-    EXPECT_TRUE(std::regex_match(rec.getDate(), std::regex("[01][0-9]/[0-3][0-9]/[0-9]{4} [0-2][0-9]:[0-5][0-9]")))
-        << rec.getDate();
 }

@@ -114,7 +114,7 @@ TEST(TextFormat, HeaderKeysMatchAnyCaseAndSubShotLineSetsShotNumber) {
     EXPECT_EQ(rec.getValData(0)[0], 5);
 }
 
-TEST(TextFormat, EveryValidationMessageLeavesTheTargetAlone) {
+TEST(TextFormat, EveryValidationMessageAndAMissingMarkerLeaveTheTargetAlone) {
     const struct {
         std::string text;
         const char* message;
@@ -133,21 +133,15 @@ TEST(TextFormat, EveryValidationMessageLeavesTheTargetAlone) {
          "# ValNo=0\n# [Data]\n",
          "ValNo Error"},
         {header("# [Data]\n1,2,3\n2,3,4\n"), "Datasize error"},
+        // No data marker where the header ends, or a comment block that never reaches one: silence.
+        {header("\n# [Data]\n1,2,3\n"), ""},
+        {header("# [Comments]\n# one\n"), ""},
     };
     for (const auto& c : cases) {
         AnaData rec = marked();
         EXPECT_EQ(readInto(rec, c.text), c.message) << c.text;
         EXPECT_STREQ(rec.getDiagnostics(), "untouched");
     }
-}
-
-TEST(TextFormat, HeaderWithoutMarkerLeavesTargetUnchangedSilently) {
-    AnaData rec = marked();
-    EXPECT_EQ(readInto(rec, header("\n# [Data]\n1,2,3\n")), "");
-    EXPECT_STREQ(rec.getDiagnostics(), "untouched");
-    // A comment block that never reaches its data marker ends at the end of input.
-    EXPECT_EQ(readInto(rec, header("# [Comments]\n# one\n")), "");
-    EXPECT_STREQ(rec.getDiagnostics(), "untouched");
 }
 
 TEST(TextFormat, ShortRowsKeepPreviousNumbersAndExtraLinesAreIgnored) {

@@ -99,6 +99,8 @@ TEST_F(RecordService, RetrieveGivesBackWhatRegistRegistered) {
     // The archive itself is no data file: the reader refuses it, and the download is still removed.
     EXPECT_NE(failureOf([&] { AnaData::retrieve(diag.c_str(), 4321, 2, true); }), "");
     EXPECT_EQ(failureOf([&] { AnaData::retrieve(diag.c_str(), 9999, 2, false); }), "Not found.");
+    // The log's column names and single values are the C binding's tests' part, which go through ExpLog.
+    EXPECT_EQ(qx::ExpLog::getValues(101), (std::vector<std::string>{"101", "2024-01-03", "He", "quoted \"word\""}));
 }
 
 TEST_F(RecordService, AnEmptyRegisteredFileIsReadButAnArchiveThatDoesNotUnpackIsTheDefaultRecord) {
@@ -185,11 +187,6 @@ TEST_F(RecordService, GetFileToAChosenPathAndToTheCurrentDirectory) {
     EXPECT_EQ(failureOf([&] { AnaData::getFile(diag.c_str(), 4324, 1, work.file("sub").c_str(), false); }),
               "File Cannot Movie.");
     EXPECT_EQ(readFile(work.file(diag + "@4324-1.dat")), text.str());
-}
-
-// The column names and single values are the C binding's tests' part, which go through ExpLog.
-TEST_F(RecordService, ExpLogValuesAreTheRowOfTheShot) {
-    EXPECT_EQ(qx::ExpLog::getValues(101), (std::vector<std::string>{"101", "2024-01-03", "He", "quoted \"word\""}));
 }
 
 }  // namespace

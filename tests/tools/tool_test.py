@@ -252,11 +252,9 @@ class Settings(ToolCase):
 class Catalogue(ToolCase):
     """search, list and explog against the sample on the test service."""
 
-    def test_list(self):
+    def test_list_and_search(self):
         self.assertEqual(self.expect(0, "list")[0].splitlines()[:2], ["NAME    ENTRIES", "sample  1"])
         self.assertIn({"name": "sample", "entries": 1}, self.json_of("list", "--json"))
-
-    def test_search(self):
         lines = self.expect(0, "search", "sample")[0].splitlines()
         self.assertEqual(lines[0].split(), ["NAME", "SHOT", "SUB", "BYTES", "DATE", "USER"])
         self.assertEqual(lines[1].split()[:3] + lines[1].split()[-1:], ["sample", "1234", "1", "analyst"])
@@ -264,8 +262,6 @@ class Catalogue(ToolCase):
         row = [r for r in rows if r["name"] == "sample"][0]
         self.assertEqual((row["shot"], row["subshot"], row["user"], row["summary"], row["filename"]),
                          (1234, 1, "analyst", "sample data set", "sample@1234-1.dat.zip"))
-
-    def test_search_without_hits(self):
         for args in (["nothing"], ["sample", "--shots", "1235-"], ["sample", "--shots", "-1233"]):
             out, err = self.expect(1, "search", "--json", *args)
             self.assertEqual(json.loads(out), [])
@@ -351,7 +347,7 @@ class Transfer(ToolCase):
         self.assertEqual(sorted(os.listdir(self.dir)), ["mine.csv", "mine.dat", "renamed.csv", "renamed.dat"])
 
     def test_put_refusals(self):
-        self.expect(0, "sample", "d.dump", "--dump")
+        self.sample("d.dump", "--dump")
         self.assertIn("convert it first", self.expect(4, "put", "d.dump")[1])
         self.expect(4, "put", "missing.dat")
         self.sample("p.dat", "--name", "refused")

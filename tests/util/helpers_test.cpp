@@ -12,7 +12,7 @@
 #include "anadata_util.h"
 #include "clsSeparater.h"
 
-TEST(PathHelpers, DateDigitsAndFileName) {
+TEST(PathHelpers, DateDigitsFileNameAndDirName) {
     std::string date = qx::the_date();
     EXPECT_TRUE(std::regex_match(date, std::regex(R"(>>\d{4}/\d\d/\d\d,\d\d:\d\d:\d\d)"))) << date;
 
@@ -21,9 +21,8 @@ TEST(PathHelpers, DateDigitsAndFileName) {
 
     for (auto [path, name] : {std::pair{"a/b/c.txt", "c.txt"}, {"abc", "abc"}, {"/", ""}, {"a/", ""}})
         EXPECT_EQ(qx::getFileName(path), name) << path;
-}
 
-TEST(PathHelpers, DirNameFollowsTheFileSystem) {
+    // The directory name follows the file system.
     TempDir dir;
     writeFile(dir.file("f"), "x");
     ::mkdir(dir.file("sub").c_str(), 0755);
@@ -83,7 +82,7 @@ TEST(MoveFile, CopiesAcrossFileSystemsAndKeepsTheSourceOnFailure) {
     ::unlink(from.c_str());
 }
 
-TEST(Separater, DropsEmptyFieldsAndBoundsIndexes) {
+TEST(Separater, DropsEmptyFieldsBoundsIndexesAndCopiesDeeply) {
     clsSeparater s("a b  c", ' ');
     EXPECT_EQ(s.count, 3);
     EXPECT_STREQ(s[2], "c");
@@ -95,9 +94,8 @@ TEST(Separater, DropsEmptyFieldsAndBoundsIndexes) {
     EXPECT_NE(s.list, nullptr);
     EXPECT_EQ(s.set("x,y", '\0'), 1);
     EXPECT_STREQ(s[0], "x,y");
-}
 
-TEST(Separater, CopiesAreDeepAndIndependent) {
+    // Copies are deep and independent.
     clsSeparater empty, copyOfEmpty(empty);
     EXPECT_TRUE(copyOfEmpty.list == nullptr && copyOfEmpty.count == 0);
 
