@@ -3,9 +3,11 @@
 //     Session::fetchMany with 16 jobs, through a proxy that delays each way by 10 ms and plain;
 //  2. one data set of 10^6 rows: AnaData::retrieve against Session::fetch (time, peak memory), and
 //     AnaData::regist against Session::registerRecord/registerFile by compression threads.
-// Usage: session_bench [rows (default 1000000)] [rounds (default 3)]
+// Usage: session_bench [rows (default 1000000)] [rounds (default 3)]; the runs of one comparison take
+// turns, and each comparison ends with medians and ratios.
 // Every measurement of part 2 runs in a fresh process of this program, so that its peak memory
 // is its own.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -105,22 +107,41 @@ void shotLoop(const ServerProcess& server, const TempDir& dir) {
                 count / one, count / many);
 }
 
-// Runs this program again as "child MODE URL THREADS" and prints its line with its peak memory.
-void measure(const std::string& mode, const std::string& url, int threads, int rounds) {
-    for (int r = 0; r < rounds; ++r) {
-        std::fflush(stdout);
-        const pid_t pid = fork();
-        if (pid == 0) {
-            const std::string t = std::to_string(threads);
-            execl("/proc/self/exe", "session_bench", "child", mode.c_str(), url.c_str(), t.c_str(), nullptr);
-            _exit(127);
-        }
-        int status = 0;
-        rusage usage{};
-        wait4(pid, &status, 0, &usage);
-        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) std::exit(1);
-        std::printf("   peak %4ld MB\n", usage.ru_maxrss / 1024);
+// Runs this program again as "child MODE URL THREADS", prints its line with its peak memory and
+// returns the seconds the child measured.
+double measure(const std::string& mode, const std::string& url, int threads) {
+    std::fflush(stdout);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        const std::string t = std::to_string(threads);
+        execl("/proc/self/exe", "session_bench", "child", mode.c_str(), url.c_str(), t.c_str(), nullptr);
+        _exit(127);
     }
+    int status = 0;
+    rusage usage{};
+    wait4(pid, &status, 0, &usage);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) std::exit(1);
+    std::printf("   peak %4ld MB\n", usage.ru_maxrss / 1024);
+    double seconds = 0;
+    std::ifstream(std::getenv("ANADATA_BENCH_RESULT")) >> seconds;
+    return seconds;
+}
+
+double median(std::vector<double> v) {
+    std::sort(v.begin(), v.end());
+    return v.size() % 2 ? v[v.size() / 2] : (v[v.size() / 2 - 1] + v[v.size() / 2]) / 2;
+}
+
+// The modes of one comparison, run in turn round after round so that a noisy neighbour slows each
+// alike; prints each mode's median and the reference's median over it.
+void compare(const std::vector<std::pair<std::string, int>>& modes, const std::string& url, int rounds) {
+    std::vector<std::vector<double>> times(modes.size());
+    for (int r = 0; r < rounds; ++r)
+        for (std::size_t m = 0; m < modes.size(); ++m) times[m].push_back(measure(modes[m].first, url, modes[m].second));
+    const double reference = median(times[0]);
+    for (std::size_t m = 0; m < modes.size(); ++m)
+        std::printf("  median %-14s %d thread(s) %6.3f s, %.2fx the first\n", modes[m].first.c_str(), modes[m].second,
+                    median(times[m]), reference / median(times[m]));
 }
 
 int child(const std::string& mode, const std::string& url, int threads) {
@@ -129,7 +150,7 @@ int child(const std::string& mode, const std::string& url, int threads) {
     anadata::SessionOptions options = optionsFor(url);
     options.compressionThreads = threads;
     anadata::Session session(options);
-    const auto start = Clock::now();
+    auto start = Clock::now(), ready = start;
     if (mode == "retrieve") {
         qx::AnaData rec = qx::AnaData::retrieve("large", 1, 1, false);
         std::printf("retrieve                    %6.3f s (%d points)", since(start), rec.getValSize());
@@ -139,7 +160,7 @@ int child(const std::string& mode, const std::string& url, int threads) {
     } else {
         qx::AnaData rec;
         std::ifstream(std::getenv("ANADATA_BENCH_FILE")) >> rec;
-        const auto ready = Clock::now();
+        ready = Clock::now();
         if (mode == "regist") {
             if (!rec.regist()) return 1;
             std::printf("AnaData::regist()           %6.3f s", since(ready));
@@ -154,6 +175,7 @@ int child(const std::string& mode, const std::string& url, int threads) {
             std::printf("registerFile, %d thread%s      %6.3f s", threads, threads == 1 ? " " : "s", since(ready));
         }
     }
+    std::ofstream(std::getenv("ANADATA_BENCH_RESULT")) << since(mode == "retrieve" || mode == "fetch" ? start : ready);
     std::fflush(stdout);
     return 0;
 }
@@ -167,7 +189,7 @@ int main(int argc, char** argv) {
 
     TempDir dir;
     ServerProcess::runToEnd(ANADATA_SERVER_PROGRAM, {"--store", dir.file("store"), "--add-user", "bench"}, "bench\n");
-    ServerProcess server(ANADATA_SERVER_PROGRAM, ServerProcess::storeArgs(dir.file("store")));
+    ServerProcess server(ANADATA_SERVER_PROGRAM, ServerProcess::storeArgs(dir.file("store"), {"--log", dir.file("audit")}));
     shotLoop(server, dir);
 
     // The large data set at full precision, registered once for the fetches and kept as a file for
@@ -184,11 +206,10 @@ int main(int argc, char** argv) {
     setenv("ANADATA_BENCH_FILE", dir.file("large.dat").c_str(), 1);
     std::printf("one data set of %ld rows (%.0f MB of text):\n", rows,
                 static_cast<double>(std::ifstream(dir.file("large.dat"), std::ios::ate).tellg()) / 1e6);
-    for (const char* mode : {"retrieve", "fetch"}) measure(mode, server.url(), 0, rounds);
-    measure("regist", server.url(), 0, rounds);
-    for (int threads : {1, 2}) measure("register", server.url(), threads, rounds);
-    measure("regist-file", server.url(), 0, rounds);
-    for (int threads : {1, 2}) measure("register-file", server.url(), threads, rounds);
+    setenv("ANADATA_BENCH_RESULT", dir.file("seconds").c_str(), 1);
+    compare({{"retrieve", 0}, {"fetch", 0}}, server.url(), rounds);
+    compare({{"regist", 0}, {"register", 1}, {"register", 2}}, server.url(), rounds);
+    compare({{"regist-file", 0}, {"register-file", 1}, {"register-file", 2}}, server.url(), rounds);
     for (const auto& e : anadata::Session(optionsFor(server.url())).search({{"large"}, 0, 0, 0, "", 0}))
         std::printf("archive of %s %d/%d: %lld bytes\n", e.name.c_str(), e.shot, e.subshot,
                     static_cast<long long>(e.size));
