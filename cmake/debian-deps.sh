@@ -6,9 +6,11 @@ packages="
 build-essential cmake pkg-config g++ gcc gfortran clang libclang-rt-14-dev
 libgtest-dev
 gsoap libgsoap-dev libminizip-dev zlib1g-dev libisal-dev libdeflate-dev
-libsqlite3-dev libssl-dev openssl libcli11-dev
+libsqlite3-dev libssl-dev openssl libcli11-dev nlohmann-json3-dev
 zip unzip curl python3 python3-numpy
 pybind11-dev python3-dev python3-xarray python3-matplotlib python3-pytest
+python3-dask python3-distributed python3-venv python3-pip
+dpkg-dev lintian fakeroot
 "
 
 missing=""

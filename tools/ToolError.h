@@ -56,6 +56,7 @@ inline int exitStatusOf(anadata::ErrorCode code) {
     case ErrorCode::timeout:
     case ErrorCode::protocol:
     case ErrorCode::certificate:
+    case ErrorCode::busy:
         break;
     }
     return exitService;

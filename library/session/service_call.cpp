@@ -18,11 +18,12 @@ bool endsWith(const std::string& text, const char* suffix) {
     return text.size() >= n && text.compare(text.size() - n, n, suffix) == 0;
 }
 
-// A fault the service sent: "Client.NotFound" and "Client.Unauthorized" (SOAP 1.1 dotted codes)
-// say what was refused; any other code is a plain refusal.
+// A fault the service sent: "Client.NotFound", "Client.Unauthorized" and "Server.Busy" (SOAP 1.1
+// dotted codes) say what was refused; any other code is a plain refusal.
 ErrorCode faultCode(const std::string& code, ErrorCode plainFault) {
     if (endsWith(code, ".NotFound")) return ErrorCode::not_found;
     if (endsWith(code, ".Unauthorized")) return ErrorCode::unauthorized;
+    if (endsWith(code, ".Busy")) return ErrorCode::busy;
     return plainFault;
 }
 

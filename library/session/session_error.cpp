@@ -1,5 +1,5 @@
 // anadata::Error and the names of its codes.
-#include "session.h"
+#include "error.h"
 
 namespace anadata {
 
@@ -15,6 +15,7 @@ const char* toString(ErrorCode code) {
     case ErrorCode::format: return "format";
     case ErrorCode::cancelled: return "cancelled";
     case ErrorCode::certificate: return "certificate";
+    case ErrorCode::busy: return "busy";
     }
     return "unknown";
 }

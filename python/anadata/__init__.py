@@ -9,12 +9,12 @@
 
 from . import errors
 from ._anadata import Column, Entry, Record, Session, library_version, read
-from .errors import (AuthError, Cancelled, CertificateError, Error, FormatError, IOError, NotFound,
+from .errors import (AuthError, Busy, Cancelled, CertificateError, Error, FormatError, IOError, NotFound,
                      ServiceError, TimeoutError, TransportError)
 
 __version__ = library_version
 
 __all__ = [
-    "AuthError", "Cancelled", "CertificateError", "Column", "Entry", "Error", "FormatError", "IOError",
+    "AuthError", "Busy", "Cancelled", "CertificateError", "Column", "Entry", "Error", "FormatError", "IOError",
     "NotFound", "Record", "ServiceError", "Session", "TimeoutError", "TransportError", "errors", "read",
 ]

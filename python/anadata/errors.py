@@ -23,6 +23,10 @@ class TransportError(Error):
     """No connection, a lost connection or an HTTP error."""
 
 
+class Busy(ServiceError):
+    """The service refused for capacity and asks to try again later."""
+
+
 class CertificateError(TransportError):
     """An https peer whose certificate or host name does not verify."""
 

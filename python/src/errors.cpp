@@ -27,6 +27,7 @@ const char* className(ErrorCode code) {
     case ErrorCode::format: return "FormatError";
     case ErrorCode::local_io: return "IOError";
     case ErrorCode::cancelled: return "Cancelled";
+    case ErrorCode::busy: return "Busy";
     }
     return "Error";
 }

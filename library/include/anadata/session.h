@@ -8,12 +8,12 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "anadata.h"
 #include "anadata_export.h"
+#include "error.h"
 
 // Beside the qx:: interface, which keeps its process-wide settings, its printed messages and its
 // temporary files, a Session carries everything itself:
@@ -34,32 +34,6 @@
 //   819200 bytes, with the file names and summaries the qx:: interface uses for the same data.
 
 namespace anadata {
-
-// What went wrong, for programs to act on.
-enum class ErrorCode {
-    not_found,     // no such data set, experiment-log shot or column
-    unauthorized,  // the service refused the account or password, or the entry is another account's
-    refused,       // any other refusal by the service; the message is its fault string
-    transport,     // no connection, connection lost, HTTP error
-    timeout,       // a read, write or whole request took longer than its time-out
-    protocol,      // a reply that is malformed, over-long, or longer than the catalogue says
-    local_io,      // a local file or directory that cannot be read, written or renamed
-    format,        // a file or download that does not read as a record or archive
-    cancelled,     // a progress callback returned false
-    certificate,   // an https peer whose certificate or host name does not verify
-};
-
-// The name of a code, as written above ("not_found", ...).
-ANADATA_API const char* toString(ErrorCode code);
-
-class ANADATA_API Error : public std::runtime_error {
-public:
-    Error(ErrorCode code, const std::string& message);
-    ErrorCode code() const noexcept { return code_; }
-
-private:
-    ErrorCode code_;
-};
 
 // Called as a transfer goes (per 819200-byte block) or a batch goes (per item), with the amount
 // done and the total (0 when not known). Returning false cancels the operation, which then throws
