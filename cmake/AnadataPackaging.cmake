@@ -126,12 +126,10 @@ set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)
 set(CPACK_COMPONENT_PYTHON_DEPENDS runtime)
 if(TARGET anadata_python)
     # The extension is built for one interpreter version: python3 of exactly that version.
-    execute_process(COMMAND ${Python3_EXECUTABLE} -c "import sys; print('%d.%d %d.%d' % (3, sys.version_info[1], 3, sys.version_info[1] + 1))"
-                    OUTPUT_VARIABLE python_versions OUTPUT_STRIP_TRAILING_WHITESPACE)
-    separate_arguments(python_versions)
-    list(GET python_versions 0 python_this)
-    list(GET python_versions 1 python_next)
-    set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= ${python_this}~), python3 (<< ${python_next}), python3-numpy")
+    execute_process(COMMAND ${Python3_EXECUTABLE} -c "import sys; print(sys.version_info[1])"
+                    OUTPUT_VARIABLE minor OUTPUT_STRIP_TRAILING_WHITESPACE)
+    math(EXPR next_minor "${minor} + 1")
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.${minor}~), python3 (<< 3.${next_minor}), python3-numpy")
 endif()
 set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS python3-xarray)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS python3-matplotlib)
