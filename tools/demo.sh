@@ -1,6 +1,7 @@
 #!/bin/sh
-# The round trip in one command: build what is missing, start a private service, register a
-# sample data set with the anadata tool, list, search, fetch and show it, then clean up.
+# The round trip in one command: build what is missing (the tool, the service and the Python
+# package), start a private service, register a sample data set with the anadata tool, list,
+# search, fetch and show it, then clean up.
 #
 #   ./tools/demo.sh [--no-build] [--build-dir DIR]
 #
@@ -20,7 +21,7 @@ while [ $# -gt 0 ]; do
         shift
         ;;
     -h | --help)
-        sed -n '2,8p' "$0" | sed 's/^# \{0,1\}//'
+        sed -n '2,9p' "$0" | sed 's/^# \{0,1\}//'
         exit 0
         ;;
     *)
@@ -36,7 +37,11 @@ case "$build" in /*) ;; *) build="$PWD/$build" ;; esac
 if [ "$do_build" = 1 ]; then
     "$repo/cmake/debian-deps.sh"
     [ -f "$build/CMakeCache.txt" ] || cmake -S "$repo" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
-    cmake --build "$build" -j "$(nproc)" --target anadata-tool anadata-server
+    targets="anadata-tool anadata-server"
+    # The Python package too, when the build has it (Python 3 with numpy and pybind11).
+    grep -q "^ANADATA_PYTHON_RUN:INTERNAL=" "$build/CMakeCache.txt" && targets="$targets anadata_python"
+    # shellcheck disable=SC2086
+    cmake --build "$build" -j "$(nproc)" --target $targets
 fi
 tool="$build/tools/anadata"
 server="$build/server/anadata-server"

@@ -24,7 +24,7 @@
 #include "TempDir.h"
 #include "bench_common.h"
 #include "clsAnaDataAccess.h"
-#include "session.h"
+#include <anadata/session.h>
 
 namespace {
 

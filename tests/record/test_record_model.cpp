@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "columns.h"
+#include <anadata/columns.h>
 #include "record_fixture.h"
 
 using qx::AnaData;

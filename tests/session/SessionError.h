@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "session.h"
+#include <anadata/session.h>
 
 inline anadata::Error errorOf(const std::function<void()>& call) {
     try {
