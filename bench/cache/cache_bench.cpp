@@ -1,6 +1,7 @@
 // Loading a 10^6-row record from a warm local cache entry, next to reading the same record from a
 // dump file and from a text file, and storing it in the cache next to writing the dump file. The
 // machine is shared: the contenders of each comparison take turns, and medians are reported.
+// Then a batch of 200 shots of 500 points each: one lookupMany against 200 dump files.
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -19,22 +20,22 @@
 
 namespace {
 
-constexpr int rows = 1000000;
+constexpr int bigRows = 1000000;
 constexpr int rounds = 15;
 
-// One time axis and three profiles of 10^6 points.
-qx::AnaData profiles() {
+// One time axis and three profiles of `points` points each.
+qx::AnaData profilesOf(int points) {
     qx::AnaData rec(1, 3);
     rec.setDiagnostics("profiles");
     rec.setShotNo(200000);
     rec.setDate("01/02/2026 03:04");
-    std::vector<double> column(rows);
-    for (int i = 0; i < rows; ++i) column[static_cast<std::size_t>(i)] = 1e-6 * i;
-    rec.setDim(0, "Time", "s", rows, column.data());
+    std::vector<double> column(points);
+    for (int i = 0; i < points; ++i) column[static_cast<std::size_t>(i)] = 1e-6 * i;
+    rec.setDim(0, "Time", "s", points, column.data());
     const char* names[] = {"ne", "te", "pe"};
     for (int v = 0; v < 3; ++v) {
-        for (int i = 0; i < rows; ++i) column[static_cast<std::size_t>(i)] = std::exp(-1e-6 * i * (v + 1)) * (v + 1.5);
-        rec.setVal(v, names[v], "a.u.", rows, column.data());
+        for (int i = 0; i < points; ++i) column[static_cast<std::size_t>(i)] = std::exp(-1e-6 * i * (v + 1)) * (v + 1.5);
+        rec.setVal(v, names[v], "a.u.", points, column.data());
     }
     return rec;
 }
@@ -80,8 +81,8 @@ int main() {
     row.filedate = "2026-01-02 03:04:05";
     row.size = 12345678;
 
-    const qx::AnaData rec = profiles();
-    std::printf("record: %d rows, 1 dimension and 3 values (%.1f MB of numbers)\n", rows, 4.0 * rows * 8 / 1e6);
+    const qx::AnaData rec = profilesOf(bigRows);
+    std::printf("record: %d rows, 1 dimension and 3 values (%.1f MB of numbers)\n", bigRows, 4.0 * bigRows * 8 / 1e6);
     {
         std::ofstream text(textPath, std::ios::binary);
         text.precision(16);
@@ -99,22 +100,51 @@ int main() {
             {{"dump file (AnaData::restore)",
               [&] {
                   std::ifstream in(dumpPath, std::ios::binary);
-                  return qx::AnaData::restore(in).getValSize() == rows && static_cast<bool>(in);
+                  return qx::AnaData::restore(in).getValSize() == bigRows && static_cast<bool>(in);
               }},
              {"warm cache entry (lookup)",
               [&] {
                   const auto hit = store.lookup(key, row);
-                  return hit && hit->getValSize() == rows;
+                  return hit && hit->getValSize() == bigRows;
               }}});
     compare("reading the text file", 3,
             {{"text file (operator>>)", [&] {
                   std::ifstream in(textPath, std::ios::binary);
                   qx::AnaData back;
                   in >> back;
-                  return back.getValSize() == rows;
+                  return back.getValSize() == bigRows;
               }}});
     std::printf("entry %.1f MB, dump file %.1f MB, text file %.1f MB\n", store.stats().bytes / 1e6,
                 std::filesystem::file_size(dumpPath) / 1e6, std::filesystem::file_size(textPath) / 1e6);
+
+    // A shot loop's worth: 200 small records, looked up as one batch against one listing.
+    constexpr int shots = 200;
+    std::vector<int> shotList;
+    std::vector<anadata::Entry> listing;
+    const qx::AnaData small = profilesOf(500);
+    for (int shot = 1; shot <= shots; ++shot) {
+        anadata::Entry listed = row;
+        listed.shot = shot;
+        listed.subshot = 1;
+        shotList.push_back(shot);
+        listing.push_back(listed);
+        if (!store.store({key.endpoint, key.name, shot, 1}, listed, small)) return 1;
+        std::ofstream out(dir + "/small" + std::to_string(shot) + ".dump", std::ios::binary);
+        small.dump(out);
+    }
+    compare("200 shots of 500 points", rounds,
+            {{"200 dump files (AnaData::restore)",
+              [&] {
+                  for (int shot = 1; shot <= shots; ++shot) {
+                      std::ifstream in(dir + "/small" + std::to_string(shot) + ".dump", std::ios::binary);
+                      if (qx::AnaData::restore(in).getValSize() != 500) return false;
+                  }
+                  return true;
+              }},
+             {"one lookupMany of 200 entries", [&] {
+                  const auto items = store.lookupMany(key.endpoint, key.name, 1, shotList, listing);
+                  return std::all_of(items.begin(), items.end(), [](const auto& item) { return item.record.has_value(); });
+              }}});
 
     std::filesystem::remove_all(dir);
     return 0;

@@ -13,8 +13,9 @@
 // the same file (file name, date, size and account); an entry that fails its checksum is removed
 // and fetched again. Entries are written under a temporary name and renamed, so any number of
 // processes may share one directory. Past the size limit the least recently used entries are
-// removed. Nothing outside DIRECTORY/anadata-cache-v1/ is ever written or removed, and inside it
-// only files named as the cache names its own.
+// removed. Apart from making DIRECTORY when it is missing, nothing outside
+// DIRECTORY/anadata-cache-v1/ is ever written or removed, and inside it only files named as the
+// cache names its own; links, FIFOs and directories found there are never followed or read.
 
 namespace anadata {
 
