@@ -24,6 +24,8 @@ void addTransferCommands(CLI::App& app, const GlobalOptions& globals);
 void addExportCommand(CLI::App& app, const GlobalOptions& globals);
 // search, list, explog, passwd: catalogue, experiment log and account.
 void addCatalogueCommands(CLI::App& app, const GlobalOptions& globals);
+// cache [clear|prune]: the local cache of fetched data sets.
+void addCacheCommand(CLI::App& app, const GlobalOptions& globals);
 
 }  // namespace tool
 

@@ -46,6 +46,7 @@ int main(int argc, char** argv) {
     tool::addTransferCommands(app, globals);
     tool::addExportCommand(app, globals);
     tool::addCatalogueCommands(app, globals);
+    tool::addCacheCommand(app, globals);
     std::string helpTopic;
     CLI::App* help = app.add_subcommand("help", "Show the help of the tool or of one subcommand");
     help->add_option("command", helpTopic, "Subcommand to explain");

@@ -46,12 +46,20 @@ bool readSettingsFile(const char* path, SettingsValues& values) {
     // A header of another section leaves the current one in force; keys match by prefix.
     enum class Section { none, server, search };
     Section section = Section::none;
+    // The session's own [cache] section ends at any other header; it leaves the two sections
+    // above as they are, as every other header does.
+    bool inCache = false;
     std::string line;
     while (std::getline(in, line)) {
         if (line == "[tserver]")
             section = Section::server;
         else if (line == "[search]")
             section = Section::search;
+        if (!line.empty() && line.front() == '[') inCache = line == "[cache]";
+        if (inCache && startsWith(line, "dir"))
+            values.cacheDir = settingsValue(line);
+        else if (inCache && startsWith(line, "max_bytes"))
+            values.cacheMaxBytes = settingsValue(line);
 
         std::optional<std::string>* serverValue = nullptr;
         if (startsWith(line, "account"))

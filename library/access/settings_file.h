@@ -11,6 +11,7 @@ namespace anadata::detail {
 struct SettingsValues {
     std::optional<std::string> account, password, endpoint, baseDir, caFile;  // [tserver]
     std::optional<std::string> limit, page;                                   // [search]
+    std::optional<std::string> cacheDir, cacheMaxBytes;                       // [cache]
 };
 
 // The value part of one settings line: everything after the first '=' (the whole line without

@@ -1,6 +1,7 @@
 // Sessions made from the settings file that the qx:: interface reads.
 #include "session.h"
 
+#include "cache_settings.h"
 #include "settings_file.h"
 
 namespace anadata {
@@ -18,6 +19,7 @@ SessionOptions loadSettings(const std::string& path) {
     options.password = values.password.value_or("");
     options.endpoint = values.endpoint.value_or("");
     options.caFile = values.caFile.value_or("");
+    options.cache = detail::cacheOptionsOf(values);
     return options;
 }
 

@@ -196,6 +196,16 @@ class LocalFiles(ToolCase):
             self.write("weird.dat", self.read("plain.dat").replace(b"# Name='sample'", b"# Name='" + weird + b"'"))
             self.assertEqual(self.json_of("show", "weird.dat", "--json")["name"], name)
 
+    def test_cache_settings_and_upkeep(self):
+        ini = self.write("client.ini", "[cache]\ndir=" + self.path("c") + "\nmax_bytes=2K\n")
+        info = self.json_of("--ini", ini, "cache", "--json")
+        self.assertEqual((info["directory"], info["entries"], info["max_bytes"]),
+                         (self.path("c/anadata-cache-v1"), 0, 2048))
+        self.assertEqual(self.json_of("--ini", ini, "cache", "clear", "--json")["removed_entries"], 0)
+        self.assertIn("no dir= line", self.expect(4, "--ini", self.write("none.ini", "[tserver]\n"), "cache")[1])
+        self.assertIn("max_bytes=2Q", self.expect(4, "--ini", self.write("bad.ini", "[cache]\nmax_bytes=2Q\n"),
+                                                  "cache", "prune")[1])
+
 
 class Usage(ToolCase):
     """Argument errors give status 2 and one line; --help works for every subcommand."""
@@ -204,7 +214,7 @@ class Usage(ToolCase):
         out = self.expect(0, "--help")[0]
         self.assertEqual(out, self.expect(0)[0])  # bare anadata explains itself
         for command in ("show", "convert", "get", "put", "rm", "search", "list", "explog", "passwd", "sample",
-                        "export"):
+                        "export", "cache"):
             self.assertIn(command, out)
             self.assertIn("Usage", self.expect(0, command, "--help")[0])
         self.assertIn("Usage: anadata get", self.expect(0, "help", "get")[0])

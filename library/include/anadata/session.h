@@ -13,6 +13,7 @@
 
 #include "anadata.h"
 #include "anadata_export.h"
+#include "cache.h"
 #include "error.h"
 
 // Beside the qx:: interface, which keeps its process-wide settings, its printed messages and its
@@ -55,11 +56,19 @@ struct SessionOptions {
     std::string caFile;
     // Threads that compress a registration; 0 follows the machine.
     int compressionThreads = 0;
+    // A local cache of fetched records (see cache.h), off while cache.directory is empty: fetch
+    // and fetchMany serve a record from it while the catalogue lists the same file, asked once
+    // per call (one listing for a whole batch), and keep what they download in it.
+    CacheOptions cache;
+    // Serve only what the cache holds, without asking the service; what it lacks is not_found.
+    bool offline = false;
 };
 
 // Reads the settings file as the qx:: interface finds it ($CLIENT_INI2, else ~/.client2.ini, else
 // /etc/client2.ini; the first that opens wins) or the given one: account, passwd, endpoint and
-// cafile of [tserver]. Throws Error(local_io) when no file opens.
+// cafile of [tserver], and dir= and max_bytes= of [cache] (a "~" at the start of dir= is the home
+// directory; max_bytes= takes a K, M, G or T after the number). Throws Error(local_io) when no
+// file opens or max_bytes= is no byte count.
 ANADATA_API SessionOptions loadSettings(const std::string& path = "");
 
 // One registered data set as the catalogue lists it.
