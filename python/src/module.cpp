@@ -5,12 +5,16 @@
 
 #include "errors.h"
 #include "record.h"
+#include "record_travel.h"
 #include "session_binding.h"
+#include "session_lifetime.h"
 
 PYBIND11_MODULE(_anadata, m) {
     m.doc() = "C++ core of the anadata package; import anadata instead.";
     m.attr("library_version") = anadata_version();
     anadata::python::registerErrorTranslator();
     anadata::python::bindRecord(m);
+    anadata::python::bindRecordTravel(m);
     anadata::python::bindSession(m);
+    anadata::python::bindSessionLifetime(m);
 }
