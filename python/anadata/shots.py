@@ -59,10 +59,40 @@ class Layout:
                                + ("" if text != self.text else ": the coordinates differ"))
 
 
+# The sessions this process has unpickled, by their options: the tasks that reach a worker of a
+# dask.distributed cluster share one session there, and so its connections.
+unpickled_sessions = {}
+
+
+def unpickled_session(state):
+    key = tuple(sorted(state.items()))
+    if key not in unpickled_sessions:
+        session = Session.__new__(Session)
+        session.__setstate__(state)
+        unpickled_sessions[key] = session
+    return unpickled_sessions[key]
+
+
+class SharedSession:
+    """A session in a task: the session itself where the task runs in this process, the one session
+    of these options in another process it is pickled to."""
+
+    def __init__(self, session):
+        self.session = session
+
+    def __reduce__(self):
+        return SharedSession.load, (self.session.__getstate__(),)
+
+    @staticmethod
+    def load(state):
+        return SharedSession(unpickled_session(state))
+
+
 class Task:
     """What one task fetches: a group of shots and the versions the catalogue gave at open."""
 
-    def __init__(self, name, subshot, versions, layout, jobs):
+    def __init__(self, session, name, subshot, versions, layout, jobs):
+        self.session = SharedSession(session)
         self.name, self.subshot, self.versions, self.layout, self.jobs = name, subshot, versions, layout, jobs
         self.shots = list(versions)
 
@@ -75,13 +105,14 @@ def replaced_error(name, subshot, then, now):
                     "open it again\n  " + "\n  ".join(lines))
 
 
-def fetch_group(session, task):
+def fetch_group(task):
     """Fetches the task's shots with one fetch_many and returns {variable: array (shots, *grid)}.
 
     After the batch, one catalogue search checks that each shot is still the version the dataset
     was opened with: a data set replaced (or deleted) meanwhile raises Replaced rather than
     mixing two states of the data.
     """
+    session = task.session.session
     records, failures = session.fetch_many(task.name, task.shots, task.subshot, jobs=task.jobs, errors="return")
     failed = {shot: e for shot, e in failures.items() if not isinstance(e, NotFound)}
     if failed:
@@ -137,13 +168,13 @@ def open_shots(name, shots, subshot=1, *, session=None, shots_per_task=32, jobs=
     if "shot" in (n for n, _, _ in layout.dims):
         raise GridMismatch(f"{name}: a dimension named 'shot' leaves no room for the shot dimension")
     groups = [present[i:i + shots_per_task] for i in range(0, len(present), shots_per_task)]
-    tasks = [Task(name, subshot, {shot: versions[shot] for shot in group}, layout, jobs) for group in groups]
+    tasks = [Task(session, name, subshot, {shot: versions[shot] for shot in group}, layout, jobs) for group in groups]
 
     try:
         import dask.array  # noqa: F401
-        arrays = lazy_arrays(session, tasks, layout)
+        arrays = lazy_arrays(tasks, layout)
     except ImportError:
-        parts = [fetch_group(session, task) for task in tasks]
+        parts = [fetch_group(task) for task in tasks]
         arrays = {v: numpy.concatenate([part[v] for part in parts]) for v, _ in layout.values}
 
     grid = tuple(n for n, _, _ in layout.dims)
@@ -154,19 +185,18 @@ def open_shots(name, shots, subshot=1, *, session=None, shots_per_task=32, jobs=
     return xarray.Dataset(variables, coords=coords, attrs=attrs)
 
 
-def lazy_arrays(session, tasks, layout):
+def lazy_arrays(tasks, layout):
     """{variable: dask array}: one fetch task per group, shared by all variables, and a selection of
-    the variable from it. The session is one item of the graph, so that a dask.distributed worker
-    unpickles it once and its tasks share its connections."""
+    the variable from it."""
     from dask.array import Array
     from dask.base import tokenize
     from dask.highlevelgraph import HighLevelGraph
 
-    token = tokenize(session.endpoint, [(t.name, t.subshot, sorted(t.versions.items())) for t in tasks],
-                     tasks[0].jobs)
-    fetch, session_key = f"open_shots-fetch-{token}", f"open_shots-session-{token}"
-    fetches = {session_key: session}
-    fetches.update({(fetch, i): (fetch_group, session_key, task) for i, task in enumerate(tasks)})
+    session = tasks[0].session.session
+    token = tokenize(session.endpoint, session.account,
+                     [(t.name, t.subshot, sorted(t.versions.items())) for t in tasks], tasks[0].jobs)
+    fetch = f"open_shots-fetch-{token}"
+    fetches = {(fetch, i): (fetch_group, task) for i, task in enumerate(tasks)}
     chunks = (tuple(len(task.shots) for task in tasks),) + tuple((n,) for n in layout.shape)
     corner = (0,) * len(layout.shape)
     arrays = {}
