@@ -45,7 +45,8 @@ class Layout:
         self.shape = rec.shape
         self.dims = [(c.name, c.unit, numpy.array(c.data)) for c in rec.dims.values()]
         self.values = [(c.name, c.unit) for c in rec.values.values()]
-        self.text = columns_text([(n, u, len(d)) for n, u, d in self.dims], [(n, u, self.shape) for n, u in self.values])
+        self.text = columns_text([(n, u, len(d)) for n, u, d in self.dims],
+                                 [(n, u, self.shape) for n, u in self.values])
         self.check(rec)
 
     def check(self, rec):
@@ -65,6 +66,7 @@ unpickled_sessions = {}
 
 
 def unpickled_session(state):
+    """The session of these options (a Session's pickled state) in this process."""
     key = tuple(sorted(state.items()))
     if key not in unpickled_sessions:
         session = Session.__new__(Session)
@@ -98,6 +100,7 @@ class Task:
 
 
 def replaced_error(name, subshot, then, now):
+    """Replaced, naming each shot whose version differs between `then` and `now` {shot: version}."""
     changed = [shot for shot in sorted(then) if now.get(shot) != then[shot]]
     lines = [f"{name} {shot}/{subshot}: {then[shot][1]}, {then[shot][2]} bytes when opened; "
              + (f"{now[shot][1]}, {now[shot][2]} bytes now" if shot in now else "deleted") for shot in changed]
@@ -168,7 +171,8 @@ def open_shots(name, shots, subshot=1, *, session=None, shots_per_task=32, jobs=
     if "shot" in (n for n, _, _ in layout.dims):
         raise GridMismatch(f"{name}: a dimension named 'shot' leaves no room for the shot dimension")
     groups = [present[i:i + shots_per_task] for i in range(0, len(present), shots_per_task)]
-    tasks = [Task(session, name, subshot, {shot: versions[shot] for shot in group}, layout, jobs) for group in groups]
+    tasks = [Task(session, name, subshot, {shot: versions[shot] for shot in group}, layout, jobs)
+             for group in groups]
 
     try:
         import dask.array  # noqa: F401
