@@ -123,13 +123,15 @@ def reduction_memory(url):
     print(f"peak resident growth, least of {rounds}, in MB and in tasks' worth of shots ({task / 1e6:.2f} MB):")
     for step, what in (("reduce", "ds.signal.mean('time')"), ("load", "ds.compute()")):
         figures = [(shots, grown(step, shots)) for shots in (len(SHOTS) // 2, len(SHOTS))]
-        print(f"  {what:24}" + "   ".join(f"{shots} shots {b / 1e6:6.2f} MB ({b / task:4.1f})" for shots, b in figures))
+        print(f"  {what:24}" + "   ".join(f"{shots} shots {b / 1e6:6.2f} MB ({b / task:4.1f})"
+                                         for shots, b in figures))
 
 
 def pickling(work):
     times, channels = 1000, 1000
     i = np.arange(times * channels, dtype=float)
-    rec = anadata.Record("large", 1, dims=[("time", "s", np.arange(times) * 1e-6), ("channel", "", np.arange(channels))],
+    rec = anadata.Record("large", 1,
+                         dims=[("time", "s", np.arange(times) * 1e-6), ("channel", "", np.arange(channels))],
                          values=[("signal", "V", np.sin(i * 1e-3) * 3.7), ("noise", "V", np.cos(i * 7e-4) / 1024)])
     numbers = times + channels + 2 * times * channels
     buffers = []

@@ -55,27 +55,17 @@ class Record:
     def __setstate__(self, state: tuple[Any, ...]) -> None: ...
 
 class Entry:
-    """One registered data set as the catalogue lists it."""
-    @property
-    def name(self) -> str: ...
-    @property
-    def shot(self) -> int: ...
-    @property
-    def subshot(self) -> int: ...
-    @property
-    def filename(self) -> str: ...
-    @property
-    def filedate(self) -> str: ...
-    @property
-    def user(self) -> str: ...
-    @property
-    def summary(self) -> str: ...
-    @property
-    def size(self) -> int: ...
-    @property
-    def server(self) -> str: ...
-    @property
-    def directory(self) -> str: ...
+    """One registered data set as the catalogue lists it (read-only fields)."""
+    name: str
+    shot: int
+    subshot: int
+    filename: str
+    filedate: str
+    user: str
+    summary: str
+    size: int
+    server: str
+    directory: str
 
 class Session:
     """A connection pool to the analysed-data service; safe to share between threads."""

@@ -7,7 +7,6 @@
 #include "record.h"
 #include "record_travel.h"
 #include "session_binding.h"
-#include "session_lifetime.h"
 
 PYBIND11_MODULE(_anadata, m) {
     m.doc() = "C++ core of the anadata package; import anadata instead.";

@@ -220,7 +220,8 @@ void bindRecord(py::module_& m) {
         .def_property("subshot", &qx::AnaData::getSubNo, &qx::AnaData::setSubNo,
                       "Sub-shot number (1 unless set; text files do not carry it).")
         .def_property(
-            "date", &qx::AnaData::getDate, [](qx::AnaData& rec, const std::string& date) { rec.setDate(date.c_str()); },
+            "date", &qx::AnaData::getDate,
+            [](qx::AnaData& rec, const std::string& date) { rec.setDate(date.c_str()); },
             "Date text of the record, as written in its file.")
         .def_property("comment", &commentOut, &commentIn, "Comment text (the summary on the service).")
         .def_property_readonly(

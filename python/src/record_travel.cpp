@@ -45,7 +45,8 @@ void fillColumns(qx::AnaData& rec, const py::list& states, bool values) {
         const py::buffer_info numbers = py::reinterpret_borrow<py::buffer>(item[2]).request();
         const auto bytes = static_cast<std::size_t>(numbers.size * numbers.itemsize);
         if (bytes % sizeof(double) != 0 || bytes / sizeof(double) > INT32_MAX)
-            throw py::value_error("column '" + name + "': " + std::to_string(bytes) + " bytes are no column of doubles");
+            throw py::value_error("column '" + name + "': " + std::to_string(bytes) +
+                                  " bytes are no column of doubles");
         const int size = static_cast<int>(bytes / sizeof(double));
         const int index = static_cast<int>(i);
         double* target = values ? newValue(rec, index, name, unit, size) : newDimension(rec, index, name, unit, size);
@@ -71,9 +72,24 @@ qx::AnaData rebuild(const py::tuple& state) {
     return rec;
 }
 
-bool sameNumbers(const double* a, const double* b, int n) {
-    for (int i = 0; i < n; ++i)
-        if (a[i] != b[i] && !(std::isnan(a[i]) && std::isnan(b[i]))) return false;
+struct ColumnView {
+    std::string name, unit;
+    const double* numbers;
+    int size;
+};
+
+ColumnView dimensionView(const qx::AnaData& rec, int i) {
+    return {rec.getDimName(i), shownUnit(rec.getDimUnit(i)), rec.getDimData(i), rec.getDimSize(i)};
+}
+
+ColumnView valueView(const qx::AnaData& rec, int i) {
+    return {rec.getValName(i), shownUnit(rec.getValUnit(i)), rec.getValData(i), valueSize(rec, i)};
+}
+
+bool same(const ColumnView& a, const ColumnView& b) {
+    if (a.name != b.name || a.unit != b.unit || a.size != b.size) return false;
+    for (int i = 0; i < a.size; ++i)
+        if (a.numbers[i] != b.numbers[i] && !(std::isnan(a.numbers[i]) && std::isnan(b.numbers[i]))) return false;
     return true;
 }
 
@@ -90,13 +106,9 @@ bool equal(const qx::AnaData& a, const qx::AnaData& b) {
         a.getDimNo() != b.getDimNo() || a.getValNo() != b.getValNo())
         return false;
     for (int i = 0; i < a.getDimNo(); ++i)
-        if (std::string(a.getDimName(i)) != b.getDimName(i) || shownUnit(a.getDimUnit(i)) != shownUnit(b.getDimUnit(i)) ||
-            a.getDimSize(i) != b.getDimSize(i) || !sameNumbers(a.getDimData(i), b.getDimData(i), a.getDimSize(i)))
-            return false;
+        if (!same(dimensionView(a, i), dimensionView(b, i))) return false;
     for (int i = 0; i < a.getValNo(); ++i)
-        if (std::string(a.getValName(i)) != b.getValName(i) || shownUnit(a.getValUnit(i)) != shownUnit(b.getValUnit(i)) ||
-            valueSize(a, i) != valueSize(b, i) || !sameNumbers(a.getValData(i), b.getValData(i), valueSize(a, i)))
-            return false;
+        if (!same(valueView(a, i), valueView(b, i))) return false;
     return true;
 }
 
@@ -129,7 +141,9 @@ void bindRecordTravel(py::module_& m) {
             "memo"_a, "A copy with numbers of its own.")
         .def("__eq__", &equal, "other"_a,
              "Same name, shot, sub-shot, date, comment, columns, units and numbers (NaN equals NaN).")
-        .def("__eq__", [](const qx::AnaData&, const py::object&) { return py::reinterpret_borrow<py::object>(Py_NotImplemented); })
+        .def("__eq__", [](const qx::AnaData&, const py::object&) {
+            return py::reinterpret_borrow<py::object>(Py_NotImplemented);
+        })
         .def("__len__", &gridPoints, "Number of grid points (0 without dimensions).")
         .def("__getitem__", &column, "name"_a,
              "The numpy view of the value column (or else the dimension) of that name; KeyError if none.")

@@ -1,6 +1,6 @@
 // A Session's life in Python: pickled as its options, closed by close() or a with block, and a
 // login check that moves no data.
-#include "session_lifetime.h"
+#include "session_binding.h"
 
 #include <chrono>
 #include <optional>

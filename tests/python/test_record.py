@@ -126,8 +126,8 @@ def test_record_errors(workdir):
              (lambda: anadata.read("short.dump"), anadata.FormatError, "truncated"),
              (lambda: anadata.read("t.dump").write("no/such/dir"), anadata.IOError, "No such file"),
              (lambda: anadata.Record("r", 1).write("empty.dat"), anadata.FormatError, "^ValNo Error$"),
-             (lambda: anadata.Record("r", "1"), TypeError, r"^Record.__init__\(\): argument 'shot' must be int, not str$"),
-             (lambda: setattr(anadata.Record("r", 1), "subshot", 2**40), ValueError, "^Record.subshot = 1099511627776 ")]
+             (lambda: anadata.Record("r", "1"), TypeError, r"^Record.__init__\(\): argument 'shot' must be int, not "),
+             (lambda: setattr(anadata.Record("r", 1), "subshot", 2**40), ValueError, "^Record.subshot = 1099511627776")]
     for call, cls, message in cases:
         with pytest.raises(cls, match=message):
             call()
