@@ -20,7 +20,7 @@ def catalogue_versions(session, name, shots, subshot):
     versions = {}
     first, last = min(wanted), max(wanted)
     while first <= last:
-        rows = session.search(name, first, last, subshot=subshot, limit=last - first + 1)
+        rows = session.search(name, first, last, subshot=subshot, limit=min(last - first + 1, 100000))
         for e in rows:
             if e.name == name and e.subshot == subshot and e.shot in wanted:
                 versions[e.shot] = (e.filename, e.filedate, e.size)
