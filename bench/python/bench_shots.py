@@ -54,7 +54,7 @@ def cluster_compute(session, environment):
     settings = {} if environment is None else {"distributed.nanny.pre-spawn-environ": environment}
     with dask.config.set(settings):
         cluster = LocalCluster(n_workers=2, processes=True, host="127.0.0.1", dashboard_address=None,
-                               local_directory=os.getcwd())
+                               scheduler_kwargs={"dashboard_address": "127.0.0.1:0"}, local_directory=os.getcwd())
     client = Client(cluster)
     started = time.perf_counter() - start
 
@@ -78,8 +78,10 @@ def many_shots(url):
         def threaded():
             return anadata.open_shots("shots", SHOTS, session=s).compute(scheduler="threads")
 
-        default, close_default, started = cluster_compute(s, None)
-        plain, close_plain, _ = cluster_compute(s, {})
+        # The nanny sets its variables in this process's environment, where later workers find them:
+        # the cluster without them starts first.
+        plain, close_plain, started = cluster_compute(s, {})
+        default, close_default, _ = cluster_compute(s, None)
         try:
             reference = threaded()
             assert default().identical(reference) and plain().identical(reference)

@@ -55,8 +55,10 @@ def test_a_distributed_cluster_of_processes(session, workdir):
     distributed = pytest.importorskip("dask.distributed")
     ds = anadata.open_shots("sample", [1234, 1237], session=session, shots_per_task=1)
     threaded = ds.compute(scheduler="threads")
+    # The scheduler's HTTP server (the dashboard off) on a free port of 127.0.0.1, not on 8787.
     with distributed.LocalCluster(n_workers=1, threads_per_worker=2, processes=True, host="127.0.0.1",
-                                  dashboard_address=None, local_directory=str(workdir)) as cluster, \
+                                  dashboard_address=None, scheduler_kwargs={"dashboard_address": "127.0.0.1:0"},
+                                  local_directory=str(workdir)) as cluster, \
             distributed.Client(cluster) as client:
         assert ds.compute().identical(threaded)
         rec = session.fetch("sample", 1237)
