@@ -11,15 +11,11 @@
 Figures are printed, never checked. Everything runs in a temporary directory that is removed at the end.
 """
 
-import contextlib
 import ctypes
 import os
-import socket
 import subprocess
 import sys
 import tempfile
-import threading
-import time
 
 build = os.path.abspath(sys.argv[1]) if len(sys.argv) > 1 else sys.exit(__doc__)
 megabytes = int(sys.argv[2]) if len(sys.argv) > 2 else 100
@@ -29,23 +25,12 @@ sys.path.insert(0, os.path.join(build, "python"))
 import numpy as np  # noqa: E402
 
 import anadata  # noqa: E402
+from bench_support import delay_proxy, report, service  # noqa: E402
+from bench_support import best as best_of  # noqa: E402
 
 
 def best(first, second):
-    """The fastest of `rounds` runs of each step, taking turns (which goes first alternates), so that
-    both meet the same state of a shared machine."""
-    times = ([], [])
-    for r in range(rounds):
-        for k in ((0, 1) if r % 2 == 0 else (1, 0)):
-            start = time.perf_counter()
-            (first, second)[k]()
-            times[k].append(time.perf_counter() - start)
-    return min(times[0]), min(times[1])
-
-
-def report(what, reference_what, seconds, reference):
-    print(f"  {what:34} {seconds:7.3f} s   {reference_what:26} {reference:7.3f} s   "
-          f"ratio {seconds / reference:5.2f}")
+    return best_of(rounds, first, second)
 
 
 def read_file(work):
@@ -66,21 +51,6 @@ def read_file(work):
     print(f"reading a text file of {megabytes_written:.0f} MB ({points * 3} rows), best of {rounds}:")
     report("anadata.read", "C++ reader (cAnaDataLoad)", *best(lambda: anadata.read(path), cpp))
     os.remove(path)
-
-
-@contextlib.contextmanager
-def service(work):
-    server = os.path.join(build, "server", "anadata-server")
-    store = os.path.join(work, "store")
-    subprocess.run([server, "--store", store, "--add-user", "bench"], input=b"bench\n", check=True,
-                   stdout=subprocess.DEVNULL)
-    process = subprocess.Popen([server, "--store", store, "--bind", "127.0.0.1", "--port", "0"],
-                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-    try:
-        yield process.stdout.readline().decode().strip().removeprefix("listening on ")
-    finally:
-        process.terminate()
-        process.wait()
 
 
 def large_record(rows):
@@ -121,35 +91,6 @@ def fetch_large(url):
     report("Session.fetch", "C++ Session::fetch", min(python), min(cpp))
 
 
-class DelayProxy:
-    """Forwards connections to `port`, holding every chunk back for `delay` seconds each way."""
-
-    def __init__(self, port, delay):
-        self.listener = socket.create_server(("127.0.0.1", 0))
-        self.url = f"http://127.0.0.1:{self.listener.getsockname()[1]}/"
-        self.port, self.delay = port, delay
-        threading.Thread(target=self.accept, daemon=True).start()
-
-    def accept(self):
-        with contextlib.suppress(OSError):
-            while True:
-                client, _ = self.listener.accept()
-                upstream = socket.create_connection(("127.0.0.1", self.port))
-                for source, target in ((client, upstream), (upstream, client)):
-                    threading.Thread(target=self.pump, args=(source, target), daemon=True).start()
-
-    def pump(self, source, target):
-        with contextlib.suppress(OSError):
-            while chunk := source.recv(65536):
-                time.sleep(self.delay)
-                target.sendall(chunk)
-        with contextlib.suppress(OSError):
-            target.shutdown(socket.SHUT_WR)
-
-    def close(self):
-        self.listener.close()
-
-
 def shot_loop(url):
     shots = range(1, 201)
     session = anadata.Session(url, "bench", "bench")
@@ -157,19 +98,17 @@ def shot_loop(url):
         rec = large_record(500)
         rec.name, rec.shot = "loop", shot
         session.register(rec)
-    port = int(url.rsplit(":", 1)[1].strip("/"))
-    proxy = DelayProxy(port, 0.010)
-    for label, endpoint in (("plain loopback", url), ("10 ms each way", proxy.url)):
-        s = anadata.Session(endpoint, "bench", "bench")
-        print(f"shot loop of {len(shots)} data sets, {label}, best of {rounds}:")
-        report("fetch_many(jobs=16)", "loop of fetch",
-               *best(lambda: s.fetch_many("loop", shots, jobs=16),
-                     lambda: [s.fetch("loop", k) for k in shots]))
-    proxy.close()
+    with delay_proxy(url, 10) as delayed:
+        for label, endpoint in (("plain loopback", url), ("10 ms each way", delayed)):
+            s = anadata.Session(endpoint, "bench", "bench")
+            print(f"shot loop of {len(shots)} data sets, {label}, best of {rounds}:")
+            report("fetch_many(jobs=16)", "loop of fetch",
+                   *best(lambda: s.fetch_many("loop", shots, jobs=16),
+                         lambda: [s.fetch("loop", k) for k in shots]))
 
 
 with tempfile.TemporaryDirectory(prefix="anadata-bench-python-") as work:
     read_file(work)
-    with service(work) as url:
+    with service(build, work) as url:
         fetch_large(url)
         shot_loop(url)

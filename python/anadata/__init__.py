@@ -5,16 +5,22 @@
     rec.values["signal"].data                     # numpy view over the grid, last dimension fastest
     s = anadata.Session()                         # account and endpoint from the settings file
     rec = s.fetch("sample", 1234)
+    ds = anadata.open_shots("sample", range(1200, 1300))   # xarray.Dataset over a "shot" dimension
 """
 
-from . import errors
+from . import _arguments, errors
 from ._anadata import Column, Entry, Record, Session, library_version, read
-from .errors import (AuthError, Busy, Cancelled, CertificateError, Error, FormatError, IOError, NotFound,
-                     ServiceError, TimeoutError, TransportError)
+from .errors import (AuthError, Busy, Cancelled, CertificateError, Error, FormatError, GridMismatch, IOError,
+                     NotFound, Replaced, ServiceError, TimeoutError, TransportError)
+from .shots import open_shots
 
 __version__ = library_version
 
+_arguments.name_bad_arguments(Column, Entry, Record, Session)
+read = _arguments.named(read)
+
 __all__ = [
-    "AuthError", "Busy", "Cancelled", "CertificateError", "Column", "Entry", "Error", "FormatError", "IOError",
-    "NotFound", "Record", "ServiceError", "Session", "TimeoutError", "TransportError", "errors", "read",
+    "AuthError", "Busy", "Cancelled", "CertificateError", "Column", "Entry", "Error", "FormatError",
+    "GridMismatch", "IOError", "NotFound", "Record", "Replaced", "ServiceError", "Session", "TimeoutError",
+    "TransportError", "errors", "open_shots", "read",
 ]

@@ -5,10 +5,12 @@ MAX_LINES = 8
 
 
 def label(name, unit):
+    """An axis label: the name, and the unit in brackets when there is one."""
     return f"{name} [{unit.strip()}]" if unit.strip() else name
 
 
 def title(rec):
+    """The figure's title: data name, shot (with the sub-shot when not 1) and date."""
     shot = f"{rec.shot}/{rec.subshot}" if rec.subshot > 1 else str(rec.shot)  # text files carry no sub-shot
     return f"{rec.name}   shot {shot}   {rec.date}"
 

@@ -40,6 +40,8 @@ void raise(const char* name, const std::string& message) {
 
 }  // namespace
 
+py::object exceptionFor(const Error& error) { return errorClass(className(error.code()))(error.what()); }
+
 void registerErrorTranslator() {
     py::register_exception_translator([](std::exception_ptr failure) {
         try {

@@ -4,6 +4,10 @@
 
 #include <string>
 
+#include <pybind11/pybind11.h>
+
+#include <anadata/error.h>
+
 namespace anadata::python {
 
 // A local file that cannot be opened or written, raised as anadata.IOError with errno and path.
@@ -11,6 +15,9 @@ struct FileFailure {
     int error;
     std::string path;
 };
+
+// The Python exception (an instance of its anadata.errors class) that stands for the error.
+pybind11::object exceptionFor(const Error& error);
 
 // Installs the one translator from anadata::Error, qx::clsException and FileFailure.
 void registerErrorTranslator();

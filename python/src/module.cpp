@@ -5,6 +5,7 @@
 
 #include "errors.h"
 #include "record.h"
+#include "record_travel.h"
 #include "session_binding.h"
 
 PYBIND11_MODULE(_anadata, m) {
@@ -12,5 +13,7 @@ PYBIND11_MODULE(_anadata, m) {
     m.attr("library_version") = anadata_version();
     anadata::python::registerErrorTranslator();
     anadata::python::bindRecord(m);
+    anadata::python::bindRecordTravel(m);
     anadata::python::bindSession(m);
+    anadata::python::bindSessionLifetime(m);
 }

@@ -179,16 +179,18 @@ qx::AnaData readRecord(const std::filesystem::path& path) {
 void bindRecord(py::module_& m) {
     py::class_<Column>(m, "Column",
                        "One dimension or value column: name, unit and a numpy view of its numbers.")
-        .def_readonly("name", &Column::name)
-        .def_readonly("unit", &Column::unit)
+        .def_readonly("name", &Column::name, "Name of the column.")
+        .def_readonly("unit", &Column::unit, "Unit, \"\" when it has none.")
         .def_readonly("data", &Column::data, "Writable view of the record's own numbers.")
         .def(
             "__array__",
             [](const Column& c, const py::object& dtype) -> py::object {
                 return dtype.is_none() ? py::object(c.data) : c.data.attr("astype")(dtype);
             },
-            "dtype"_a = py::none())
-        .def("__len__", [](const Column& c) { return c.data.ndim() ? c.data.shape(0) : 1; })
+            "dtype"_a = py::none(), "The numbers as a numpy array (the view itself unless a dtype is asked).")
+        .def(
+            "__len__", [](const Column& c) { return c.data.ndim() ? c.data.shape(0) : 1; },
+            "Length of the first axis.")
         .def("__repr__", [](const Column& c) {
             return "<anadata.Column " + c.name + " [" + c.unit + "] " +
                    shapeText({c.data.shape(), c.data.shape() + c.data.ndim()}) + ">";
@@ -207,14 +209,21 @@ void bindRecord(py::module_& m) {
     py::class_<qx::AnaData>(m, "Record",
                             "One analysed-data set: dimensions (a grid) and value columns over it.")
         .def(py::init(&makeRecord), "name"_a, "shot"_a, "dims"_a = py::tuple(), "values"_a = py::tuple(),
-             "subshot"_a = 1, "date"_a = py::none(), "comment"_a = "")
-        .def_property("name", &qx::AnaData::getDiagnostics,
-                      [](qx::AnaData& rec, const std::string& name) { rec.setDiagnostics(name.c_str()); })
-        .def_property("shot", &qx::AnaData::getShotNo, &qx::AnaData::setShotNo)
-        .def_property("subshot", &qx::AnaData::getSubNo, &qx::AnaData::setSubNo)
-        .def_property("date", &qx::AnaData::getDate,
-                      [](qx::AnaData& rec, const std::string& date) { rec.setDate(date.c_str()); })
-        .def_property("comment", &commentOut, &commentIn)
+             "subshot"_a = 1, "date"_a = py::none(), "comment"_a = "",
+             "A record of data name `name` at `shot`: dims and values are lists of (name, unit, numbers);\n"
+             "each value column is flat in grid order (last dimension fastest) or shaped like the grid.\n"
+             "The numbers are copied once, as float64. date defaults to now.")
+        .def_property(
+            "name", &qx::AnaData::getDiagnostics,
+            [](qx::AnaData& rec, const std::string& name) { rec.setDiagnostics(name.c_str()); }, "Data name.")
+        .def_property("shot", &qx::AnaData::getShotNo, &qx::AnaData::setShotNo, "Shot number.")
+        .def_property("subshot", &qx::AnaData::getSubNo, &qx::AnaData::setSubNo,
+                      "Sub-shot number (1 unless set; text files do not carry it).")
+        .def_property(
+            "date", &qx::AnaData::getDate,
+            [](qx::AnaData& rec, const std::string& date) { rec.setDate(date.c_str()); },
+            "Date text of the record, as written in its file.")
+        .def_property("comment", &commentOut, &commentIn, "Comment text (the summary on the service).")
         .def_property_readonly(
             "shape", [](const qx::AnaData& rec) { return py::tuple(py::cast(gridShape(rec))); },
             "Sizes of the grid, one per dimension.")

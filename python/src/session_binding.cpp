@@ -15,6 +15,9 @@
 
 #include <anadata/session.h>
 
+#include "errors.h"
+#include "session_caster.h"
+
 namespace py = pybind11;
 using namespace py::literals;
 
@@ -89,20 +92,34 @@ Session makeSession(const std::optional<std::string>& endpoint, const std::optio
     return Session(options);
 }
 
-py::dict fetchMany(const Session& session, const std::string& name, const std::vector<int>& shots,
-                   int subshot, int jobs, const py::object& progress) {
+// Every item of the batch is fetched before anything is raised, and the good records travel with
+// the failures: as a result ("return") or on the exception (`records`, `failures`).
+py::object fetchMany(const Session& session, const std::string& name, const std::vector<int>& shots,
+                     int subshot, int jobs, const py::object& progress, const std::string& errors) {
+    if (errors != "skip" && errors != "return" && errors != "raise")
+        throw py::value_error("fetch_many(): errors is \"skip\", \"return\" or \"raise\", not \"" + errors + "\"");
     std::vector<FetchOutcome> outcomes = withProgress(progress, [&](Progress report) {
         BatchOptions options;
         options.jobs = jobs;
         options.progress = std::move(report);
         return session.fetchMany(name, shots, subshot, options);
     });
-    py::dict records;
+    py::dict records, failures, raised;
     for (FetchOutcome& outcome : outcomes) {
-        if (outcome.ok())
-            records[py::int_(outcome.shot)] = py::cast(std::move(*outcome.record));
-        else if (outcome.error->code() != ErrorCode::not_found)
-            throw *outcome.error;
+        const py::int_ shot(outcome.shot);
+        if (outcome.ok()) {
+            records[shot] = py::cast(std::move(*outcome.record));
+            continue;
+        }
+        failures[shot] = exceptionFor(*outcome.error);
+        if (errors == "raise" || outcome.error->code() != ErrorCode::not_found) raised[shot] = failures[shot];
+    }
+    if (errors == "return") return py::make_tuple(records, failures);
+    if (!raised.empty()) {
+        const py::object error =
+            py::module_::import("anadata.errors").attr("batch_error")("fetch_many " + name, raised, records);
+        PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(error.ptr())), error.ptr());
+        throw py::error_already_set();
     }
     return records;
 }
@@ -140,16 +157,16 @@ py::dict explog(const Session& session, int shot) {
 
 void bindSession(py::module_& m) {
     py::class_<Entry>(m, "Entry", "One registered data set as the catalogue lists it.")
-        .def_readonly("name", &Entry::name)
-        .def_readonly("shot", &Entry::shot)
-        .def_readonly("subshot", &Entry::subshot)
-        .def_readonly("filename", &Entry::filename)
-        .def_readonly("filedate", &Entry::filedate)
-        .def_readonly("user", &Entry::user)
-        .def_readonly("summary", &Entry::summary)
-        .def_readonly("size", &Entry::size)
-        .def_readonly("server", &Entry::server)
-        .def_readonly("directory", &Entry::directory)
+        .def_readonly("name", &Entry::name, "Data name.")
+        .def_readonly("shot", &Entry::shot, "Shot number.")
+        .def_readonly("subshot", &Entry::subshot, "Sub-shot number.")
+        .def_readonly("filename", &Entry::filename, "File name on the service.")
+        .def_readonly("filedate", &Entry::filedate, "Registration date, \"YYYY-MM-DD hh:mm:ss\".")
+        .def_readonly("user", &Entry::user, "Account that registered it.")
+        .def_readonly("summary", &Entry::summary, "Summary text (the record's comment).")
+        .def_readonly("size", &Entry::size, "Bytes of the stored archive.")
+        .def_readonly("server", &Entry::server, "Server that holds it.")
+        .def_readonly("directory", &Entry::directory, "Directory on that server.")
         .def("__repr__", [](const Entry& e) {
             return "<anadata.Entry " + e.name + " " + std::to_string(e.shot) + "/" +
                    std::to_string(e.subshot) + ", " + std::to_string(e.size) + " bytes, " + e.filedate +
@@ -158,13 +175,22 @@ void bindSession(py::module_& m) {
 
     const auto released = py::call_guard<py::gil_scoped_release>();
     py::class_<Session>(m, "Session",
-                        "A connection pool to the analysed-data service; safe to share between threads.")
+                        "A connection pool to the analysed-data service; safe to share between threads, pickled as\n"
+                        "its options (a copy opens its own connections). A context manager: leaving the block\n"
+                        "closes the connections.")
         .def(py::init(&makeSession), "endpoint"_a = py::none(), "account"_a = py::none(),
              "password"_a = py::none(), py::kw_only(), "settings"_a = py::none(), "timeout"_a = py::none(),
              "request_timeout"_a = py::none(), "connections"_a = py::none(), "cafile"_a = py::none(),
-             released)
-        .def_property_readonly("endpoint", [](const Session& s) { return s.options().endpoint; })
-        .def_property_readonly("account", [](const Session& s) { return s.options().account; })
+             released,
+             "A session on `endpoint` as `account`; without an endpoint, the settings file's ($CLIENT_INI2,\n"
+             "~/.client2.ini, /etc/client2.ini, or `settings`), the arguments given winning over it.\n"
+             "timeout: seconds for each connect, send or receive; request_timeout: seconds for a whole\n"
+             "request; connections: idle connections kept; cafile: CA bundle for https. No connection is\n"
+             "made until the first call.")
+        .def_property_readonly(
+            "endpoint", [](const Session& s) { return s.options().endpoint; }, "URL of the service.")
+        .def_property_readonly(
+            "account", [](const Session& s) { return s.options().account; }, "Account name.")
         .def(
             "fetch",
             [](const Session& s, const std::string& name, int shot, int subshot, const py::object& progress) {
@@ -174,8 +200,12 @@ void bindSession(py::module_& m) {
             "name"_a, "shot"_a, "subshot"_a = 1, "progress"_a = py::none(),
             "Downloads a data set into a Record.")
         .def("fetch_many", &fetchMany, "name"_a, "shots"_a, "subshot"_a = 1, "jobs"_a = 8,
-             "progress"_a = py::none(),
-             "Fetches many shots of one name at once: {shot: Record}, shots that do not exist left out.")
+             "progress"_a = py::none(), py::kw_only(), "errors"_a = "skip",
+             "Fetches many shots of one name, `jobs` transfers at once, and returns {shot: Record}.\n\n"
+             "Every shot is tried before anything is raised. errors=\"skip\" leaves out shots that do not\n"
+             "exist and raises for any other failure; \"raise\" raises for every failure, missing shots\n"
+             "included; \"return\" gives (records, failures) with failures {shot: exception}. A raised\n"
+             "error lists each failed shot and carries `records` (the good ones) and `failures`.")
         .def(
             "fetch_file",
             [](const Session& s, const std::string& name, int shot, const std::filesystem::path& path,
@@ -214,11 +244,12 @@ void bindSession(py::module_& m) {
                 });
             },
             "path"_a, "name"_a, "shot"_a, "subshot"_a = 1, "progress"_a = py::none())
-        .def("delete", &Session::remove, "name"_a, "shot"_a, "subshot"_a = 1, released)
+        .def("delete", &Session::remove, "name"_a, "shot"_a, "subshot"_a = 1, released,
+             "Deletes a data set of this account from the service.")
         .def("search", &search, "names"_a = py::none(), "first"_a = 0, "last"_a = 0, "subshot"_a = py::none(),
              "user"_a = py::none(), "limit"_a = py::none(),
              "Catalogue entries of the names (a name, a list, or None for every name) within the shots.")
-        .def("names", &Session::names, released)
+        .def("names", &Session::names, released, "The data names the catalogue holds.")
         .def("counts",
              [](const Session& s) {
                  std::vector<NameCount> counts;
@@ -229,10 +260,12 @@ void bindSession(py::module_& m) {
                  py::dict byName;
                  for (const NameCount& c : counts) byName[py::str(c.name)] = c.entries;
                  return byName;
-             })
+             },
+             "Entries per data name: {name: count}.")
         .def("explog", &explog, "shot"_a, "The experiment log's row of the shot: {column: text}.")
-        .def("explog_columns", &Session::explogColumns, released)
-        .def("change_password", &Session::changePassword, "new_password"_a, released)
+        .def("explog_columns", &Session::explogColumns, released, "The column names of the experiment log.")
+        .def("change_password", &Session::changePassword, "new_password"_a, released,
+             "Changes the account's password; later calls of this session use the new one.")
         .def("__repr__", [](const Session& s) {
             return "<anadata.Session " + s.options().account + " at " + s.options().endpoint + ">";
         });

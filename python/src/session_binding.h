@@ -8,6 +8,10 @@ namespace anadata::python {
 
 void bindSession(pybind11::module_& m);
 
+// Adds pickling, close() and check() to the class Session that bindSession put into m
+// (session_lifetime.cpp).
+void bindSessionLifetime(pybind11::module_& m);
+
 }  // namespace anadata::python
 
 #endif

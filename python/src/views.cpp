@@ -22,6 +22,12 @@ py::array viewOf(const Owner& owner, double* data, const std::vector<py::ssize_t
 
 }  // namespace
 
+std::string shownUnit(const std::string& unit) {
+    const auto first = unit.find_first_not_of(" \t");
+    if (first == std::string::npos) return "";
+    return unit.substr(first, unit.find_last_not_of(" \t") - first + 1);
+}
+
 std::vector<py::ssize_t> gridShape(const qx::AnaData& rec) {
     std::vector<py::ssize_t> shape;
     for (int d = 0; d < rec.getDimNo(); ++d) shape.push_back(rec.getDimSize(d) > 0 ? rec.getDimSize(d) : 0);
@@ -36,7 +42,7 @@ std::vector<Column> columnsOf(const qx::AnaData& rec, bool values) {
     std::vector<Column> columns;
     if (!values) {
         for (int i = 0; i < rec.getDimNo(); ++i)
-            columns.push_back({rec.getDimName(i), rec.getDimUnit(i),
+            columns.push_back({rec.getDimName(i), shownUnit(rec.getDimUnit(i)),
                                viewOf(owner, rec.getDimData(i), {grid[static_cast<std::size_t>(i)]})});
         return columns;
     }
@@ -46,7 +52,7 @@ std::vector<Column> columnsOf(const qx::AnaData& rec, bool values) {
         const int held = valueSize(rec, i);
         const std::vector<py::ssize_t> shape =
             held == gridSize ? grid : std::vector<py::ssize_t>{held > 0 ? held : 0};
-        columns.push_back({rec.getValName(i), rec.getValUnit(i), viewOf(owner, rec.getValData(i), shape)});
+        columns.push_back({rec.getValName(i), shownUnit(rec.getValUnit(i)), viewOf(owner, rec.getValData(i), shape)});
     }
     return columns;
 }

@@ -12,7 +12,7 @@
 
 namespace anadata::python {
 
-// One dimension or value column as Python sees it; `data` is a writable view.
+// One dimension or value column as Python sees it; `data` is a writable view, `unit` the shown unit.
 struct Column {
     std::string name;
     std::string unit;
@@ -22,6 +22,10 @@ struct Column {
 // The record's dimensions (values false) or value columns (values true), in order, as views that
 // stay valid however long they are held: each keeps a copy of the record, which shares its arrays.
 std::vector<Column> columnsOf(const qx::AnaData& rec, bool values);
+
+// A unit as Python shows it: without surrounding blanks, so that an empty unit is "" whichever
+// format the record came from (the text reader keeps a blank for it).
+std::string shownUnit(const std::string& unit);
 
 // The dimension sizes of the record's grid.
 std::vector<pybind11::ssize_t> gridShape(const qx::AnaData& rec);

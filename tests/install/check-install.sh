@@ -90,12 +90,14 @@ printf '#include <anadata/soapAnaData.h>\nint main() { std::string d; return soa
 g++ -std=c++17 -Wall -Wextra -pedantic -Werror -I"$prefix/include" -o "$scratch/soap" "$scratch/soap.cpp" \
     -L"$libdir" -lanadata
 (cd "$scratch" && LD_LIBRARY_PATH="$libdir" ./example >/dev/null && LD_LIBRARY_PATH="$libdir" ./example_f >/dev/null)
-# The installed Python package finds the installed library by itself, through PYTHONPATH alone.
+# The installed Python package finds the installed library by itself, through PYTHONPATH alone, and
+# xarray finds its engine through the installed dist-info.
 if [ -n "$python" ]; then
     package=$(find "$prefix" -name '_anadata*.so' | head -n 1)
     [ -n "$package" ] || { echo "check-install: the Python package is not installed" >&2; exit 1; }
-    PYTHONPATH=$(dirname "$(dirname "$package")") "$python" -c 'import anadata, sys; anadata.read(sys.argv[1])' \
-        "$scratch/installed.dat" || { echo "check-install: the installed Python package does not run" >&2; exit 1; }
+    PYTHONPATH=$(dirname "$(dirname "$package")") "$python" -c \
+        'import sys, xarray; xarray.open_dataset(sys.argv[1], engine="anadata")' "$scratch/installed.dat" ||
+        { echo "check-install: the installed Python package or its xarray engine does not run" >&2; exit 1; }
 fi
 
 # The wheel in a virtual environment that sees Debian's numpy, used from another directory.

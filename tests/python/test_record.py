@@ -1,14 +1,17 @@
 """Records in Python: files byte-identical to the C++ writer's, views over the record's own numbers,
-xarray, the plot command and the record's errors."""
+records that travel (pickle, copies, xarray and back), the xarray engine, the plot command and the errors."""
 
+import copy
 import gc
 import os
+import pickle
 import struct
 import subprocess
 import sys
 
 import numpy as np
 import pytest
+import xarray
 
 import anadata
 
@@ -66,10 +69,39 @@ def test_to_xarray():
     rec = sample("01/02/2003 04:05")
     ds = rec.to_xarray()
     assert dict(ds.sizes) == {"time": 5, "channel": 3} and ds["signal"].dims == ("time", "channel")
-    assert [ds[v].attrs for v in ("signal", "time", "channel")] == [{"units": "V"}, {"units": "s"}, {}]
+    assert [ds[v].attrs for v in ("signal", "time", "channel")] == [{"units": "V"}, {"units": "s"}, {"units": ""}]
     assert ds.attrs == {"name": "sample", "shot": 1234, "subshot": 1, "date": "01/02/2003 04:05",
                         "comment": "sample data set made by anadata sample"}
     np.testing.assert_array_equal(ds["noise"].values, rec.values["noise"].data)
+
+
+def test_records_travel(workdir):
+    tool("sample", "t.dat")
+    rec = anadata.read("t.dat")  # its empty unit read as a blank
+    rec.values["noise"].data[0, 0] = np.nan
+    buffers = []
+    data = pickle.dumps(rec, protocol=5, buffer_callback=buffers.append)
+    assert [len(b.raw()) for b in buffers] == [40, 24, 120, 120] and len(data) < 500  # raw numbers, out of band
+    for other in (pickle.loads(data, buffers=buffers), pickle.loads(pickle.dumps(rec, protocol=2)),
+                  copy.deepcopy(rec), anadata.Record.from_xarray(rec.to_xarray())):
+        assert other == rec and rec.dims["channel"].unit == other.dims["channel"].unit == ""
+    twin, own = copy.copy(rec), copy.deepcopy(rec)
+    rec["signal"][0, 0] = 7.0
+    assert twin == rec and own != rec and np.shares_memory(rec["signal"], rec.values["signal"].data)
+    assert len(rec) == 15 and rec["time"][1] == 0.001
+    with pytest.raises(KeyError):
+        rec["missing"]
+
+
+def test_xarray_engine_opens_by_content(workdir):
+    tool("sample", "text.bin")
+    tool("sample", "--dump", "dump.dat")
+    (workdir / "other.dat").write_text("# a comment, then numbers\n1 2\n")
+    for path in ("text.bin", "dump.dat"):  # no engine named: found by the first bytes
+        assert xarray.open_dataset(path).identical(anadata.read(path).to_xarray())
+    with pytest.raises(ValueError):
+        xarray.open_dataset("other.dat")
+    assert xarray.open_dataset("dump.dat", engine="anadata", drop_variables=["noise"]).data_vars.keys() == {"signal"}
 
 
 def test_plot_command_writes_a_png(workdir):
@@ -93,7 +125,9 @@ def test_record_errors(workdir):
              (lambda: anadata.read("bad.dat"), anadata.FormatError, "^NAME parameter error$"),
              (lambda: anadata.read("short.dump"), anadata.FormatError, "truncated"),
              (lambda: anadata.read("t.dump").write("no/such/dir"), anadata.IOError, "No such file"),
-             (lambda: anadata.Record("r", 1).write("empty.dat"), anadata.FormatError, "^ValNo Error$")]
+             (lambda: anadata.Record("r", 1).write("empty.dat"), anadata.FormatError, "^ValNo Error$"),
+             (lambda: anadata.Record("r", "1"), TypeError, r"^Record.__init__\(\): argument 'shot' must be int, not "),
+             (lambda: setattr(anadata.Record("r", 1), "subshot", 2**40), ValueError, "^Record.subshot = 1099511627776")]
     for call, cls, message in cases:
         with pytest.raises(cls, match=message):
             call()

@@ -2,6 +2,7 @@
 misbehave: register and fetch, batches, the experiment log, the plot command and every error class."""
 
 import os
+import pickle
 import socket
 import ssl
 import struct
@@ -31,12 +32,29 @@ def test_register_then_fetch_keeps_every_number():
     assert "pytest" not in s.counts()
 
 
-def test_fetch_many_leaves_out_missing_shots():
+def test_fetch_many_keeps_every_good_record():
     calls = []
-    got = anadata.Session().fetch_many("sample", [1233, 1234, 1299], jobs=2,
-                                       progress=lambda done, total: calls.append((done, total)))
+    s = anadata.Session()
+    got = s.fetch_many("sample", [1233, 1234, 1299], jobs=2, progress=lambda done, total: calls.append((done, total)))
     assert list(got) == [1234] and got[1234].values["signal"].data.shape == (5, 3)
     assert calls[-1] == (3, 3)
+    records, failures = s.fetch_many("sample", [1233, 1234], errors="return")
+    assert list(records) == [1234] and type(failures[1233]) is anadata.NotFound
+    with pytest.raises(anadata.NotFound, match=r"2 of 3 shots failed \(1233, 1299\)\n.*1233/1") as raised:
+        s.fetch_many("sample", [1233, 1234, 1299], errors="raise")
+    assert list(raised.value.records) == [1234] and sorted(raised.value.failures) == [1233, 1299]
+
+
+def test_session_check_pickle_and_close():
+    s = anadata.Session()
+    s.check()
+    with pytest.raises(anadata.AuthError, match="log in as analyst"):
+        anadata.Session(s.endpoint, s.account, "wrong").check()
+    copy = pickle.loads(pickle.dumps(s))
+    assert "secret" not in repr(copy) and copy.fetch("sample", 1234).shot == 1234
+    with copy as same:
+        assert same is copy
+    assert copy.names() == ["sample"]  # closed, then connected again
 
 
 def test_explog_and_plot(workdir):
