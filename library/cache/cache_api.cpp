@@ -1,5 +1,5 @@
 // The public upkeep calls of the cache, for the tool and for programs.
-#include "cache.h"
+#include <anadata/cache.h>
 
 #include "cache_upkeep.h"
 

@@ -2,7 +2,7 @@
 #ifndef ANADATA_CACHE_CACHE_SETTINGS_H
 #define ANADATA_CACHE_CACHE_SETTINGS_H
 
-#include "cache.h"
+#include <anadata/cache.h>
 #include "settings_file.h"
 
 namespace anadata::detail {

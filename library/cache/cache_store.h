@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "anadata.h"
-#include "cache.h"
+#include <anadata/anadata.h>
+#include <anadata/cache.h>
 #include "cache_key.h"
-#include "session.h"
+#include <anadata/session.h>
 
 namespace anadata::detail {
 

@@ -2,7 +2,7 @@
 #ifndef ANADATA_CACHE_CACHE_UPKEEP_H
 #define ANADATA_CACHE_CACHE_UPKEEP_H
 
-#include "cache.h"
+#include <anadata/cache.h>
 
 namespace anadata::detail {
 

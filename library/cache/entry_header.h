@@ -8,7 +8,7 @@
 #include <string>
 
 #include "cache_key.h"
-#include "session.h"
+#include <anadata/session.h>
 
 namespace anadata::detail {
 

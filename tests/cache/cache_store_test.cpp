@@ -14,7 +14,7 @@
 
 #include "TempDir.h"
 #include "cache_store.h"
-#include "session.h"
+#include <anadata/session.h>
 
 using anadata::CacheOptions;
 using anadata::Entry;
