@@ -18,12 +18,7 @@ std::string copy(const char* s) {
     return s != nullptr ? s : "";
 }
 
-void copyStrings(const ns__StringArray& items, std::vector<std::string>& out) {
-    out.clear();
-    for (int i = 0; items.__ptr != nullptr && i < items.__size; ++i) out.push_back(copy(items.__ptr[i]));
-}
-
-qx::TavolenInfo copyRow(const ns__TavolenInfo& row) {
+qx::TavolenInfo copyItem(const ns__TavolenInfo& row) {
     qx::TavolenInfo info;
     info.diagnostics = copy(row.diagnostics);
     info.server = copy(row.server);
@@ -36,6 +31,35 @@ qx::TavolenInfo copyRow(const ns__TavolenInfo& row) {
     info.subshotno = row.subshotno;
     info.filelen = row.filelen;
     return info;
+}
+
+qx::DiagEntry copyItem(const ns__DiagEntry& item) {
+    qx::DiagEntry row;
+    row.diagnostics = copy(item.diagnostics);
+    row.sum = item.sum;
+    return row;
+}
+
+qx::NumEntry copyItem(const ns__NumEntry& item) {
+    qx::NumEntry row;
+    row.no = item.no;
+    row.sum = item.sum;
+    return row;
+}
+
+std::string copyItem(const char* item) {
+    return copy(item);
+}
+
+// Makes a call whose result is a list (`call` fills it) and copies its items into `out`.
+template <class Array, class Row, class Call>
+int listCall(std::vector<Row>& out, Call&& call) {
+    Array items;
+    const int status = call(items);
+    out.clear();
+    for (int i = 0; status == SOAP_OK && items.__ptr != nullptr && i < items.__size; ++i)
+        out.push_back(copyItem(items.__ptr[i]));
+    return status;
 }
 
 }  // namespace
@@ -79,15 +103,15 @@ bool ServiceCalls::dataBlock(const char* path, int offset, int size, std::vector
 bool ServiceCalls::beginRegistration(const char* account, const char* password, const RegistrationInfo& info,
                                      std::string& key) {
     return run(Operation::beginRegistration, [&](struct soap* soap, const char* endpoint) {
-        ns__TavolenInfo record;
+        ns__TavolenInfo record;  // "server" and "directory" stay null: the service fills them in
+        record.shotno = info.shot;
+        record.subshotno = info.subshot;
+        record.filelen = info.length;
         record.diagnostics = text(info.name);
         record.filename = text(info.fileName);
         record.filedate = text(info.fileDate);
         record.userid = text(info.account);
         record.summary = text(info.summary);
-        record.shotno = info.shot;
-        record.subshotno = info.subshot;
-        record.filelen = info.length;
         char* session = nullptr;
         const int status = soap_call_ns__beginTavolenDataRegistration(soap, endpoint, nullptr, text(account),
                                                                       text(password), true, record, session);
@@ -135,70 +159,48 @@ bool ServiceCalls::listEntries(const std::vector<std::string>& names, int lower,
         for (const auto& n : names) list.push_back(n.c_str());
         ns__StringArray diags(soap, list.data(), static_cast<int>(list.size()));
         if (!list.empty() && diags.__ptr == nullptr) return soap->error = SOAP_EOM;
-        ns__TavolenInfoArray found;
-        const int status =
-            soap_call_ns__listTavolenInfo(soap, endpoint, nullptr, diags, lower, higher, subshot, text(user), limit, found);
-        rows.clear();
-        for (int i = 0; status == SOAP_OK && found.__ptr != nullptr && i < found.__size; ++i)
-            rows.push_back(copyRow(found.__ptr[i]));
-        return status;
+        return listCall<ns__TavolenInfoArray>(rows, [&](ns__TavolenInfoArray& found) {
+            return soap_call_ns__listTavolenInfo(soap, endpoint, nullptr, diags, lower, higher, subshot, text(user),
+                                                 limit, found);
+        });
     });
 }
 
 bool ServiceCalls::names(std::vector<std::string>& names) {
     return run(Operation::names, [&](struct soap* soap, const char* endpoint) {
-        ns__StringArray items;
-        const int status = soap_call_ns__getDiagnostics(soap, endpoint, nullptr, items);
-        copyStrings(items, names);
-        return status;
+        return listCall<ns__StringArray>(
+            names, [&](ns__StringArray& items) { return soap_call_ns__getDiagnostics(soap, endpoint, nullptr, items); });
     });
 }
 
 bool ServiceCalls::nameCounts(std::vector<qx::DiagEntry>& rows) {
     return run(Operation::nameCounts, [&](struct soap* soap, const char* endpoint) {
-        ns__DiagEntryArray items;
-        const int status = soap_call_ns__getDiagEntry(soap, endpoint, nullptr, items);
-        rows.clear();
-        for (int i = 0; status == SOAP_OK && items.__ptr != nullptr && i < items.__size; ++i) {
-            qx::DiagEntry row;
-            row.diagnostics = copy(items.__ptr[i].diagnostics);
-            row.sum = items.__ptr[i].sum;
-            rows.push_back(row);
-        }
-        return status;
+        return listCall<ns__DiagEntryArray>(
+            rows, [&](ns__DiagEntryArray& items) { return soap_call_ns__getDiagEntry(soap, endpoint, nullptr, items); });
     });
 }
 
 bool ServiceCalls::shotCounts(const char* name, int shot, int range, std::vector<qx::NumEntry>& rows) {
     return run(Operation::shotCounts, [&](struct soap* soap, const char* endpoint) {
-        ns__NumEntryArray items;
-        const int status = soap_call_ns__getNumEntry(soap, endpoint, nullptr, text(name), shot, range, items);
-        rows.clear();
-        for (int i = 0; status == SOAP_OK && items.__ptr != nullptr && i < items.__size; ++i) {
-            qx::NumEntry row;
-            row.no = items.__ptr[i].no;
-            row.sum = items.__ptr[i].sum;
-            rows.push_back(row);
-        }
-        return status;
+        return listCall<ns__NumEntryArray>(rows, [&](ns__NumEntryArray& items) {
+            return soap_call_ns__getNumEntry(soap, endpoint, nullptr, text(name), shot, range, items);
+        });
     });
 }
 
 bool ServiceCalls::explogColumns(std::vector<std::string>& columns) {
     return run(Operation::explogColumns, [&](struct soap* soap, const char* endpoint) {
-        ns__StringArray items;
-        const int status = soap_call_ns__getExplogColumnNames(soap, endpoint, nullptr, items);
-        copyStrings(items, columns);
-        return status;
+        return listCall<ns__StringArray>(columns, [&](ns__StringArray& items) {
+            return soap_call_ns__getExplogColumnNames(soap, endpoint, nullptr, items);
+        });
     });
 }
 
 bool ServiceCalls::explogRow(int shot, std::vector<std::string>& values) {
     return run(Operation::explogRow, [&](struct soap* soap, const char* endpoint) {
-        ns__StringArray items;
-        const int status = soap_call_ns__getExplogColumnValues(soap, endpoint, nullptr, shot, items);
-        copyStrings(items, values);
-        return status;
+        return listCall<ns__StringArray>(values, [&](ns__StringArray& items) {
+            return soap_call_ns__getExplogColumnValues(soap, endpoint, nullptr, shot, items);
+        });
     });
 }
 
