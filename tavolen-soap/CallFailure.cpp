@@ -78,7 +78,8 @@ CallFailure describeFailure(const Connection& connection, Operation operation, i
     if (!more.empty()) failure.text += (failure.text.empty() ? "" : ": ") + more;
     if (failure.text.empty()) failure.text = "error " + std::to_string(status);
     const auto& settings = connection.settings();
-    const bool timedOut = elapsed >= std::min(settings.ioTimeout, settings.requestTimeout) - std::chrono::milliseconds(200);
+    const auto quickest = std::min(settings.ioTimeout, settings.requestTimeout);
+    const bool timedOut = elapsed >= quickest - std::chrono::milliseconds(200);
     failure.code = localFailure(status, timedOut, failure.text);
     return failure;
 }

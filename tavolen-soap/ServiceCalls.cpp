@@ -168,15 +168,17 @@ bool ServiceCalls::listEntries(const std::vector<std::string>& names, int lower,
 
 bool ServiceCalls::names(std::vector<std::string>& names) {
     return run(Operation::names, [&](struct soap* soap, const char* endpoint) {
-        return listCall<ns__StringArray>(
-            names, [&](ns__StringArray& items) { return soap_call_ns__getDiagnostics(soap, endpoint, nullptr, items); });
+        return listCall<ns__StringArray>(names, [&](ns__StringArray& items) {
+            return soap_call_ns__getDiagnostics(soap, endpoint, nullptr, items);
+        });
     });
 }
 
 bool ServiceCalls::nameCounts(std::vector<qx::DiagEntry>& rows) {
     return run(Operation::nameCounts, [&](struct soap* soap, const char* endpoint) {
-        return listCall<ns__DiagEntryArray>(
-            rows, [&](ns__DiagEntryArray& items) { return soap_call_ns__getDiagEntry(soap, endpoint, nullptr, items); });
+        return listCall<ns__DiagEntryArray>(rows, [&](ns__DiagEntryArray& items) {
+            return soap_call_ns__getDiagEntry(soap, endpoint, nullptr, items);
+        });
     });
 }
 

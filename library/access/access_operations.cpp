@@ -139,8 +139,8 @@ bool clsAnaDataAccess::Delete(const char* diag, int shot, int subshot) {
 bool clsAnaDataAccess::Search(std::vector<std::string> diags, int lower, int higher, int subshot,
                               const char* userFilter, int limit, std::vector<TavolenInfo>& out) {
     std::vector<TavolenInfo> rows;
-    if (!connect(anadata::detail::accessSettings()).getTavolenInfo(diags, lower, higher, subshot, userFilter, limit, rows))
-        return false;
+    TavolenSoapClient client = connect(anadata::detail::accessSettings());
+    if (!client.getTavolenInfo(diags, lower, higher, subshot, userFilter, limit, rows)) return false;
     append(rows, out);
     return true;
 }

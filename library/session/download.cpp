@@ -61,10 +61,11 @@ void downloadArchive(Session::Impl& impl, const DataSetRef& ref, ArchiveLength l
     if (onPath) onPath(slash == std::string::npos ? path : path.substr(slash + 1));
 
     std::uint64_t done = 0;
-    const DownloadEnd end = downloadBlocks(calls, path.c_str(), total, done, [&](const unsigned char* data, std::size_t size) {
+    const auto deliver = [&](const unsigned char* data, std::size_t size) {
         sink(data, size);
         checkProgress(control, what, done, total.value_or(0));
-    });
+    };
+    const DownloadEnd end = downloadBlocks(calls, path.c_str(), total, done, deliver);
     if (end == DownloadEnd::overrun)
         throw Error(ErrorCode::protocol, what + (total && *total <= INT_MAX
                                                      ? ": the service sent more than the catalogue's " +

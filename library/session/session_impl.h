@@ -26,8 +26,8 @@ struct Session::Impl {
 
     // Calls on `connection` whose failures throw the session's Error for `what`.
     static detail::ServiceCalls calls(detail::Connection& connection, const std::string& what) {
-        return detail::ServiceCalls(connection,
-                                    [what](const detail::CallFailure& failure) { detail::throwCallFailure(failure, what); });
+        return detail::ServiceCalls(
+            connection, [what](const detail::CallFailure& failure) { detail::throwCallFailure(failure, what); });
     }
 
     // Runs body(calls) on a connection of the pool.

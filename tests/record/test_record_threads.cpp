@@ -16,7 +16,7 @@ TEST(SharedColumns, CopiesComeAndGoOnManyThreadsWithoutLosingTheNumbers) {
     for (int t = 0; t < 2; ++t)
         threads.emplace_back([&original] {
             qx::AnaData kept;
-            for (int i = 0; i < 100000; ++i) {
+            for (int i = 0; i < 30000; ++i) {
                 qx::AnaData copy(original);
                 kept = copy;
                 qx::AnaData other(kept);
