@@ -22,6 +22,7 @@ const OperationTraits& traitsOf(Operation operation) {
         {"getExplogColumnValue", true, true},
         {"changePassword", false, false},
     };
+    static_assert(sizeof traits / sizeof traits[0] == static_cast<int>(Operation::changePassword) + 1);
     return traits[static_cast<int>(operation)];
 }
 

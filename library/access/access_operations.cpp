@@ -53,6 +53,7 @@ TavolenSoapClient connect(const anadata::detail::AccessSettings& settings) {
     return TavolenSoapClient(settings.endpoint.c_str(), settings.caFile.c_str());
 }
 
+// Results are appended; the rows are moved, not copied.
 template <typename Row>
 void append(std::vector<Row>& rows, std::vector<Row>& out) {
     out.insert(out.end(), std::make_move_iterator(rows.begin()), std::make_move_iterator(rows.end()));
@@ -71,9 +72,8 @@ bool downloadDataSet(const char* diag, int shot, int subshot, std::string& file,
     std::string dirSlash = directory.back() == '/' ? directory : directory + "/";
 
     std::string serverName;
-    bool fetched;
-    fetched = connect(anadata::detail::accessSettings())
-                  .getData(diag, shot, subshot, serverName, directory.c_str(), tmpName.c_str());
+    const bool fetched = connect(anadata::detail::accessSettings())
+                             .getData(diag, shot, subshot, serverName, directory.c_str(), tmpName.c_str());
     if (!fetched) {
         // The archive may be partial; nothing else has been written.
         unlink(tempPath.c_str());

@@ -1,6 +1,8 @@
 // The Session itself: its options, checked once, and the connections its operations share.
 #include "session_impl.h"
 
+#include <new>
+
 namespace anadata {
 
 namespace detail {
@@ -17,7 +19,13 @@ Session::Impl::Impl(SessionOptions opts)
            options.connections) {}
 
 detail::ConnectionPool::Lease Session::Impl::lease() {
-    auto leased = pool.acquire();
+    auto leased = [this] {
+        try {
+            return pool.acquire();
+        } catch (const std::bad_alloc&) {
+            throw Error(ErrorCode::transport, "out of memory setting up a connection");
+        }
+    }();
     const detail::Connection& connection = leased.connection();
     if (connection.setupStatus() != 0) {
         const std::string detail = connection.setupFailure();
