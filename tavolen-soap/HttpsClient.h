@@ -1,4 +1,4 @@
-// Setting a client context up for https endpoints, the same way for the record's client and the sessions.
+// Setting a client context up for https endpoints, as every connection of the request layer is.
 #ifndef ANADATA_HTTPSCLIENT_H
 #define ANADATA_HTTPSCLIENT_H
 

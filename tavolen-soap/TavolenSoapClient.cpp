@@ -1,43 +1,43 @@
-// The SOAP client wrapper: context set-up, one method per service call, and the block transfers.
+// The SOAP client wrapper: the request layer's calls with their faults printed, and the two file transfers.
 #include "TavolenSoapClient.h"
 
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <ctime>
 #include <iostream>
 #include <memory>
 
 #include <fcntl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "DataBlockReply.h"
+#include "BlockTransfers.h"
 #include "FileDate.h"
-#include "HttpsClient.h"
-#include "MessageLimits.h"
+#include "soapH.h"
 
 std::string TavolenSoapClient::IGNORE;
 
 namespace {
 
+using anadata::detail::CallFailure;
+using anadata::detail::ConnectionSettings;
+
 const char* const DIRECTORY_SEPARATOR = "/";
 
-// The one translation of a gSOAP status into our result: 0 is success, anything else is a
-// failure whose fault (transport error, HTTP error or SOAP fault) goes to standard error.
-bool succeeded(struct soap* soap, int status) {
-    const std::string refusal = takeCertificateRefusal();
-    if (status == SOAP_OK) return true;
-    soap_print_fault(soap, stderr);
-    // OpenSSL's own report of a refused certificate says only SSL_ERROR_SSL.
-    if (status == SOAP_SSL_ERROR && !refusal.empty()) std::fprintf(stderr, "%s\n", refusal.c_str());
-    return false;
+ConnectionSettings faithfulSettings(const char* endpoint, const char* caFile) {
+    ConnectionSettings settings;
+    settings.endpoint = endpoint != nullptr ? endpoint : "";
+    settings.caFile = caFile != nullptr ? caFile : "";
+    settings.ioTimeout = std::chrono::seconds(30);
+    // The 30 seconds bound each request as a whole too: a reply that trickles in a byte at a
+    // time fails the call instead of holding it for ever.
+    settings.requestTimeout = std::chrono::seconds(30);
+    return settings;
 }
 
-// The stubs take char* for parameters they only read.
-char* text(const char* s) {
-    return const_cast<char*>(s);
+// A failed call goes to standard error as the runtime words it; OpenSSL's own report of a refused
+// certificate says only SSL_ERROR_SSL, so the refusal follows on its own line.
+void printFault(const CallFailure& failure) {
+    soap_print_fault(failure.soap, stderr);
+    if (failure.code == anadata::ErrorCode::certificate) std::fprintf(stderr, "%s\n", failure.text.c_str());
 }
 
 // Reads until end of file or error; every read lands at the start of buf, which fills a block
@@ -57,30 +57,7 @@ int readData(int fd, unsigned char* buf, int len) {
 }  // namespace
 
 TavolenSoapClient::TavolenSoapClient(const char* url, const char* caFile)
-    : endpoint(strdup(url != nullptr ? url : "")),
-      // Requests are written as plain trees: a string passed twice (the account as "user" and
-      // as the record's "userid") must not become an href to a shared, typed element.
-      soap(SOAP_IO_KEEPALIVE, SOAP_IO_KEEPALIVE | SOAP_XML_TREE) {
-    soap.send_timeout = 30;
-    soap.recv_timeout = 30;
-    // The 30 seconds bound each request as a whole too: a reply that trickles in a byte at a
-    // time fails the call instead of holding it for ever.
-    soap.transfer_timeout = 30;
-    // A server that hangs up mid-request must give a failed call, not a SIGPIPE.
-    soap.socket_flags = MSG_NOSIGNAL;
-    // A reply is at most one block (about 1.1 MB as base64) or one result list; a service
-    // that sends or announces more than this is not believed, rather than buffered without bound.
-    limitIncomingMessages(&soap, MAX_REPLY_BYTES);
-    // A failed set-up leaves its fault in the context; the first call then reports it.
-    if (isHttpsEndpoint(endpoint)) setUpHttps(&soap, endpoint, caFile);
-}
-
-TavolenSoapClient::~TavolenSoapClient() {
-    std::free(endpoint);
-    soap_destroy(&soap);
-    soap_end(&soap);
-    soap_done(&soap);
-}
+    : connection(faithfulSettings(url, caFile)), calls(connection, printFault) {}
 
 bool TavolenSoapClient::putData(const char* user, const char* password, const char* dir, const char* file,
                                 const char* diag, int shot, int subshot, const char* summary) {
@@ -93,49 +70,35 @@ bool TavolenSoapClient::putData(const char* user, const char* password, const ch
     int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return false;
 
-    std::string date = catalogueDate(info.st_mtime);
-    ns__TavolenInfo record;
-    record.diagnostics = text(diag);
-    record.filename = text(file);
-    record.filedate = text(date.c_str());
-    record.userid = text(user);
-    record.summary = text(summary);
-    record.shotno = shot;
-    record.subshotno = subshot;
-    record.filelen = static_cast<int>(info.st_size);
-
-    char* session = nullptr;
-    if (!succeeded(&soap, soap_call_ns__beginTavolenDataRegistration(&soap, endpoint, nullptr, text(user),
-                                                                     text(password), true, record, session))) {
-        close(fd);
-        return false;
-    }
+    const std::string date = catalogueDate(info.st_mtime);
+    anadata::detail::RegistrationInfo record;
+    record.name = diag;
+    record.fileName = file;
+    record.fileDate = date.c_str();
+    record.account = user;
+    record.summary = summary;
+    record.shot = shot;
+    record.subshot = subshot;
+    record.length = static_cast<int>(info.st_size);
 
     // One buffer for every block of the file.
-    std::unique_ptr<unsigned char[]> buffer(new unsigned char[BLOCK_SIZE]);
-    for (;;) {
-        int got = readData(fd, buffer.get(), BLOCK_SIZE);
-        if (got <= 0) break;
-        ns__Binary block;
-        block.__ptr = buffer.get();
-        block.__size = got;
-        int ret = 0;  // the service's count is not ours to judge; the status decides
-        if (!succeeded(&soap, soap_call_ns__putData(&soap, endpoint, nullptr, session, block, ret))) {
-            close(fd);
-            return false;
-        }
-    }
+    std::unique_ptr<unsigned char[]> buffer(new unsigned char[anadata::detail::blockSize]);
+    std::string key;
+    const bool sent = anadata::detail::sendRegistration(
+        calls, user, password, record,
+        [&](const unsigned char*& block) {
+            block = buffer.get();
+            return readData(fd, buffer.get(), anadata::detail::blockSize);
+        },
+        key);
     close(fd);
-    int ret = 0;
-    return succeeded(&soap, soap_call_ns__endTavolenDataRegistration(&soap, endpoint, nullptr, session, ret));
+    return sent;
 }
 
 bool TavolenSoapClient::getData(const char* diag, int shot, int subshot, std::string& file, const char* dir,
                                 const char* localName) {
-    char* path = nullptr;
-    if (!succeeded(&soap, soap_call_ns__getTavolenDataPath(&soap, endpoint, nullptr, text(diag), shot, subshot, path)))
-        return false;
-    std::string serverPath = path != nullptr ? path : "";
+    std::string serverPath;
+    if (!calls.dataPath(diag, shot, subshot, serverPath)) return false;
     std::string::size_type slash = serverPath.rfind('/');
     file = slash == std::string::npos ? serverPath : serverPath.substr(slash + 1);
 
@@ -150,70 +113,51 @@ bool TavolenSoapClient::getData(const char* diag, int shot, int subshot, std::st
 bool TavolenSoapClient::saveFile(const char* localPath, const char* serverPath) {
     int fd = open(localPath, O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
     if (fd < 0) return false;
-    int position = 0;
-    std::vector<unsigned char> block;  // one buffer for every block, outside the context's memory
-    for (;;) {
-        int status = soap_send_ns__getData(&soap, endpoint, nullptr, text(serverPath), position, BLOCK_SIZE);
-        if (status == SOAP_OK) status = receiveDataBlock(&soap, block);
-        if (!succeeded(&soap, status)) {
-            close(fd);
-            return false;
-        }
-        if (block.empty()) {
-            close(fd);
-            return true;
-        }
-        ssize_t written = write(fd, block.data(), block.size());
-        (void)written;
-        position += static_cast<int>(block.size());
-    }
+    std::uint64_t done = 0;
+    const auto end = anadata::detail::downloadBlocks(calls, serverPath, std::nullopt, done,
+                                                     [&](const unsigned char* data, std::size_t size) {
+                                                         ssize_t written = write(fd, data, size);
+                                                         (void)written;
+                                                     });
+    close(fd);
+    if (end == anadata::detail::DownloadEnd::overrun)
+        std::fprintf(stderr, "%s: the file does not end within 2 GiB\n", serverPath != nullptr ? serverPath : "");
+    return end == anadata::detail::DownloadEnd::emptyBlock;
 }
 
 bool TavolenSoapClient::delData(const char* user, const char* password, const char* diag, int shot, int subshot) {
-    int ret = 0;
-    return succeeded(&soap, soap_call_ns__delTavolenData(&soap, endpoint, nullptr, text(user), text(password),
-                                                         text(diag), shot, subshot, ret));
+    return calls.deleteEntry(user, password, diag, shot, subshot);
 }
 
-bool TavolenSoapClient::getTavolenInfo(std::vector<std::string> diags, int lower, int higher, int subshot,
-                                       const char* user, int limit, ns__TavolenInfoArray& result) {
-    ns__StringArray names;
-    names.__size = static_cast<int>(diags.size());
-    if (!diags.empty()) {
-        names.__ptr = static_cast<char**>(soap_malloc(&soap, sizeof(char*) * diags.size()));
-        if (names.__ptr == nullptr) return succeeded(&soap, soap.error);
-        for (size_t i = 0; i < diags.size(); ++i) names.__ptr[i] = soap_strdup(&soap, diags[i].c_str());
-    }
-    return succeeded(&soap, soap_call_ns__listTavolenInfo(&soap, endpoint, nullptr, names, lower, higher, subshot,
-                                                          text(user), limit, result));
+bool TavolenSoapClient::getTavolenInfo(const std::vector<std::string>& diags, int lower, int higher, int subshot,
+                                       const char* user, int limit, std::vector<qx::TavolenInfo>& result) {
+    return calls.listEntries(diags, lower, higher, subshot, user, limit, result);
 }
 
-bool TavolenSoapClient::getNumEntry(const char* diag, int shot, int range, ns__NumEntryArray& result) {
-    return succeeded(&soap, soap_call_ns__getNumEntry(&soap, endpoint, nullptr, text(diag), shot, range, result));
+bool TavolenSoapClient::getNumEntry(const char* diag, int shot, int range, std::vector<qx::NumEntry>& result) {
+    return calls.shotCounts(diag, shot, range, result);
 }
 
-bool TavolenSoapClient::getDiagEntry(ns__DiagEntryArray& result) {
-    return succeeded(&soap, soap_call_ns__getDiagEntry(&soap, endpoint, nullptr, result));
+bool TavolenSoapClient::getDiagEntry(std::vector<qx::DiagEntry>& result) {
+    return calls.nameCounts(result);
 }
 
-bool TavolenSoapClient::getDiagnostics(ns__StringArray& result) {
-    return succeeded(&soap, soap_call_ns__getDiagnostics(&soap, endpoint, nullptr, result));
+bool TavolenSoapClient::getDiagnostics(std::vector<std::string>& result) {
+    return calls.names(result);
 }
 
-bool TavolenSoapClient::getExplogColNames(ns__StringArray& result) {
-    return succeeded(&soap, soap_call_ns__getExplogColumnNames(&soap, endpoint, nullptr, result));
+bool TavolenSoapClient::getExplogColNames(std::vector<std::string>& result) {
+    return calls.explogColumns(result);
 }
 
-bool TavolenSoapClient::getExplogColVals(int shotNo, ns__StringArray& result) {
-    return succeeded(&soap, soap_call_ns__getExplogColumnValues(&soap, endpoint, nullptr, shotNo, result));
+bool TavolenSoapClient::getExplogColVals(int shotNo, std::vector<std::string>& result) {
+    return calls.explogRow(shotNo, result);
 }
 
-bool TavolenSoapClient::getExplogColVal(int shotNo, const char* name, char*& value) {
-    return succeeded(&soap, soap_call_ns__getExplogColumnValue(&soap, endpoint, nullptr, shotNo, text(name), value));
+bool TavolenSoapClient::getExplogColVal(int shotNo, const char* name, std::string& value) {
+    return calls.explogValue(shotNo, name, value);
 }
 
 bool TavolenSoapClient::changePassword(const char* user, const char* oldpass, const char* newpass) {
-    int ret = 0;
-    return succeeded(&soap, soap_call_ns__changePassword(&soap, endpoint, nullptr, text(user), text(oldpass),
-                                                         text(newpass), ret));
+    return calls.changePassword(user, oldpass, newpass);
 }

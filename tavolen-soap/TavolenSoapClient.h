@@ -1,35 +1,35 @@
-// TavolenSoapClient: one SOAP context bound to one endpoint, with a method per service call and the chunked transfers.
+// TavolenSoapClient: the access object's view of the service, with a method per call and the chunked transfers.
 #ifndef ANADATA_TAVOLENSOAPCLIENT_H
 #define ANADATA_TAVOLENSOAPCLIENT_H
 
 #include <string>
 #include <vector>
 
-#include "soapH.h"
+#include "Connection.h"
+#include "ServiceCalls.h"
+#include "TavolenInfo.h"
+#include "soapH.h"  // the generated stubs and types, which users of the wrapper reach as well
 
-// Internal to the library: the access object builds one client per operation, copies what it
-// needs out of the results and destroys the client. Results (arrays, strings) live in the
-// client's SOAP context and are valid only until the client is destroyed.
+// Internal to the library: the access object builds one client per operation and destroys it
+// after. The calls themselves are the request layer's (ServiceCalls); this class gives them the
+// access object's face.
 //
 // Every method returns true when the service call (or every call of a transfer) returned SOAP
-// status 0; otherwise the fault has been printed to standard error. Nothing throws.
-// The context keeps its connection open across the calls of one client (one transfer sends
-// all of its blocks over one connection when the server allows it); the destructor closes it.
+// status 0; otherwise the fault has been printed to standard error (with the reason of a refused
+// certificate on a line of its own). Nothing throws but std::bad_alloc. Results are copies, valid
+// after the client is gone; result lists are replaced.
+// The client keeps its connection open across its calls (one transfer sends all of its blocks over
+// one connection when the server allows it); the destructor closes it.
 class TavolenSoapClient {
 public:
-    // Block size of both transfers.
-    static constexpr int BLOCK_SIZE = 819200;
-    // Largest reply accepted; a longer one fails the call.
-    static constexpr unsigned long MAX_REPLY_BYTES = 256ul << 20;
     // An empty string that nothing in the library reads.
     static std::string IGNORE;
 
-    // Copies endpoint (a null pointer is taken as ""); send and receive time-outs of 30 s, and
-    // 30 s for each request as a whole. An https endpoint's certificate and host name are
+    // Copies endpoint (a null pointer is taken as ""); connect, send and receive time-outs of 30 s,
+    // and 30 s for each request as a whole. An https endpoint's certificate and host name are
     // verified against caFile (a PEM bundle), or the system's store when it is null or empty;
-    // when that cannot be set up, the calls fail.
+    // when that cannot be set up, every call fails with the set-up's fault.
     explicit TavolenSoapClient(const char* endpoint, const char* caFile = nullptr);
-    ~TavolenSoapClient();
     TavolenSoapClient(const TavolenSoapClient&) = delete;
     TavolenSoapClient& operator=(const TavolenSoapClient&) = delete;
 
@@ -45,27 +45,28 @@ public:
     bool getData(const char* diag, int shot, int subshot, std::string& file, const char* dir,
                  const char* localName);
 
-    // Downloads the server file serverPath block by block into localPath, which is opened
-    // O_WRONLY|O_CREAT (0644) without truncation: an older longer file keeps its tail.
-    // A failed transfer leaves what was written so far.
+    // Downloads the server file serverPath block by block, until an empty block, into localPath,
+    // which is opened O_WRONLY|O_CREAT (0644) without truncation: an older longer file keeps its
+    // tail. A failed transfer leaves what was written so far. A file that does not end within the
+    // contract's 32-bit offsets (2 GiB) fails the transfer with a line on standard error.
     bool saveFile(const char* localPath, const char* serverPath);
 
     bool delData(const char* user, const char* password, const char* diag, int shot, int subshot);
 
     // Lists the records of the named data sets ("ns:listTavolenInfo").
-    bool getTavolenInfo(std::vector<std::string> diags, int lower, int higher, int subshot, const char* user,
-                        int limit, ns__TavolenInfoArray& result);
-    bool getNumEntry(const char* diag, int shot, int range, ns__NumEntryArray& result);
-    bool getDiagEntry(ns__DiagEntryArray& result);
-    bool getDiagnostics(ns__StringArray& result);
-    bool getExplogColNames(ns__StringArray& result);
-    bool getExplogColVals(int shotNo, ns__StringArray& result);
-    bool getExplogColVal(int shotNo, const char* name, char*& value);
+    bool getTavolenInfo(const std::vector<std::string>& diags, int lower, int higher, int subshot, const char* user,
+                        int limit, std::vector<qx::TavolenInfo>& result);
+    bool getNumEntry(const char* diag, int shot, int range, std::vector<qx::NumEntry>& result);
+    bool getDiagEntry(std::vector<qx::DiagEntry>& result);
+    bool getDiagnostics(std::vector<std::string>& result);
+    bool getExplogColNames(std::vector<std::string>& result);
+    bool getExplogColVals(int shotNo, std::vector<std::string>& result);
+    bool getExplogColVal(int shotNo, const char* name, std::string& value);
     bool changePassword(const char* user, const char* oldpass, const char* newpass);
 
 private:
-    char* endpoint;
-    struct soap soap;
+    anadata::detail::Connection connection;
+    anadata::detail::ServiceCalls calls;
 };
 
 #endif

@@ -10,7 +10,7 @@
 #include <unistd.h>
 
 #include "TavolenSoapClient.h"
-#include "settings_file.h"
+#include "access_settings.h"
 #include "anadata_util.h"
 #include "data_download.h"
 #include "../util/zip_support.h"
@@ -48,8 +48,15 @@ bool isRegularFile(const std::string& path) {
     return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
 }
 
-void appendStrings(const ns__StringArray& items, std::vector<std::string>& out) {
-    for (int i = 0; i < items.__size && items.__ptr != nullptr; ++i) out.push_back(copyText(items.__ptr[i]));
+// A client on the endpoint of the settings as they are now.
+TavolenSoapClient connect(const anadata::detail::AccessSettings& settings) {
+    return TavolenSoapClient(settings.endpoint.c_str(), settings.caFile.c_str());
+}
+
+// Results are appended; the rows are moved, not copied.
+template <typename Row>
+void append(std::vector<Row>& rows, std::vector<Row>& out) {
+    out.insert(out.end(), std::make_move_iterator(rows.begin()), std::make_move_iterator(rows.end()));
 }
 
 }  // namespace
@@ -65,11 +72,8 @@ bool downloadDataSet(const char* diag, int shot, int subshot, std::string& file,
     std::string dirSlash = directory.back() == '/' ? directory : directory + "/";
 
     std::string serverName;
-    bool fetched;
-    {
-        TavolenSoapClient client(clsAnaDataAccess::endpoint.c_str(), anadata::detail::processCaFile().c_str());
-        fetched = client.getData(diag, shot, subshot, serverName, directory.c_str(), tmpName.c_str());
-    }
+    const bool fetched = connect(anadata::detail::accessSettings())
+                             .getData(diag, shot, subshot, serverName, directory.c_str(), tmpName.c_str());
     if (!fetched) {
         // The archive may be partial; nothing else has been written.
         unlink(tempPath.c_str());
@@ -120,104 +124,68 @@ bool clsAnaDataAccess::Regist(const char* dir, const char* file, const char* dia
         if (!existedBefore && isRegularFile(zipPath)) unlink(zipPath.c_str());
         return result;
     }
-    {
-        TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
-        result = client.putData(user.c_str(), pass.c_str(), "/tmp", zipName.c_str(), diag, shot, subshot, summary);
-    }
+    const auto settings = anadata::detail::accessSettings();
+    result = connect(settings).putData(settings.account.c_str(), settings.password.c_str(), "/tmp", zipName.c_str(),
+                                       diag, shot, subshot, summary);
     unlink(zipPath.c_str());
     return result;
 }
 
 bool clsAnaDataAccess::Delete(const char* diag, int shot, int subshot) {
-    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
-    return client.delData(user.c_str(), pass.c_str(), diag, shot, subshot);
+    const auto settings = anadata::detail::accessSettings();
+    return connect(settings).delData(settings.account.c_str(), settings.password.c_str(), diag, shot, subshot);
 }
 
 bool clsAnaDataAccess::Search(std::vector<std::string> diags, int lower, int higher, int subshot,
                               const char* userFilter, int limit, std::vector<TavolenInfo>& out) {
-    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
-    ns__TavolenInfoArray rows;
-    if (!client.getTavolenInfo(std::move(diags), lower, higher, subshot, userFilter, limit, rows)) return false;
-    for (int i = 0; i < rows.__size && rows.__ptr != nullptr; ++i) {
-        const ns__TavolenInfo& row = rows.__ptr[i];
-        TavolenInfo info;
-        info.diagnostics = copyText(row.diagnostics);
-        info.server = copyText(row.server);
-        info.directory = copyText(row.directory);
-        info.filename = copyText(row.filename);
-        info.filedate = copyText(row.filedate);
-        info.userid = copyText(row.userid);
-        info.summary = copyText(row.summary);
-        info.shotno = row.shotno;
-        info.subshotno = row.subshotno;
-        info.filelen = row.filelen;
-        out.push_back(info);
-    }
+    std::vector<TavolenInfo> rows;
+    TavolenSoapClient client = connect(anadata::detail::accessSettings());
+    if (!client.getTavolenInfo(diags, lower, higher, subshot, userFilter, limit, rows)) return false;
+    append(rows, out);
     return true;
 }
 
 bool clsAnaDataAccess::getDiagnostics(std::vector<std::string>& out) {
-    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
-    ns__StringArray names;
-    if (!client.getDiagnostics(names)) return false;
-    appendStrings(names, out);
+    std::vector<std::string> names;
+    if (!connect(anadata::detail::accessSettings()).getDiagnostics(names)) return false;
+    append(names, out);
     return true;
 }
 
 bool clsAnaDataAccess::getNumEntry(const char* diag, int shot, int range, std::vector<NumEntry>& out) {
-    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
-    ns__NumEntryArray rows;
-    if (!client.getNumEntry(diag, shot, range, rows)) return false;
-    for (int i = 0; i < rows.__size && rows.__ptr != nullptr; ++i) {
-        NumEntry entry;
-        entry.no = rows.__ptr[i].no;
-        entry.sum = rows.__ptr[i].sum;
-        out.push_back(entry);
-    }
+    std::vector<NumEntry> rows;
+    if (!connect(anadata::detail::accessSettings()).getNumEntry(diag, shot, range, rows)) return false;
+    append(rows, out);
     return true;
 }
 
 bool clsAnaDataAccess::getDiagEntry(std::vector<DiagEntry>& out) {
-    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
-    ns__DiagEntryArray rows;
-    if (!client.getDiagEntry(rows)) return false;
-    for (int i = 0; i < rows.__size && rows.__ptr != nullptr; ++i) {
-        DiagEntry entry;
-        entry.diagnostics = copyText(rows.__ptr[i].diagnostics);
-        entry.sum = rows.__ptr[i].sum;
-        out.push_back(entry);
-    }
+    std::vector<DiagEntry> rows;
+    if (!connect(anadata::detail::accessSettings()).getDiagEntry(rows)) return false;
+    append(rows, out);
     return true;
 }
 
 std::vector<std::string> clsAnaDataAccess::getExplogColNames() {
-    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
-    ns__StringArray names;
-    if (!client.getExplogColNames(names)) throw clsException("ERROR");
-    std::vector<std::string> out;
-    appendStrings(names, out);
-    return out;
+    std::vector<std::string> names;
+    if (!connect(anadata::detail::accessSettings()).getExplogColNames(names)) throw clsException("ERROR");
+    return names;
 }
 
 std::vector<std::string> clsAnaDataAccess::getExplogColValues(int shot) {
-    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
-    ns__StringArray values;
-    if (!client.getExplogColVals(shot, values)) throw clsException("ERROR");
-    std::vector<std::string> out;
-    appendStrings(values, out);
-    return out;
+    std::vector<std::string> values;
+    if (!connect(anadata::detail::accessSettings()).getExplogColVals(shot, values)) throw clsException("ERROR");
+    return values;
 }
 
 std::string clsAnaDataAccess::getExplogColValue(int shot, const char* column) {
-    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
-    char* value = nullptr;
-    if (!client.getExplogColVal(shot, column, value)) throw clsException("ERROR");
-    return copyText(value);
+    std::string value;
+    if (!connect(anadata::detail::accessSettings()).getExplogColVal(shot, column, value)) throw clsException("ERROR");
+    return value;
 }
 
 void clsAnaDataAccess::changePassword(const char* user, const char* oldpass, const char* newpass) {
-    TavolenSoapClient client(endpoint.c_str(), anadata::detail::processCaFile().c_str());
-    if (!client.changePassword(user, oldpass, newpass)) throw clsException("ERROR");
+    if (!connect(anadata::detail::accessSettings()).changePassword(user, oldpass, newpass)) throw clsException("ERROR");
 }
 
 }  // namespace qx

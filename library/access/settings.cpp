@@ -2,8 +2,10 @@
 #include "clsAnaDataAccess.h"
 
 #include <iostream>
+#include <mutex>
 #include <utility>
 
+#include "access_settings.h"
 #include "settings_file.h"
 
 namespace qx {
@@ -18,6 +20,13 @@ bool clsAnaDataAccess::isInitialized = false;
 
 namespace {
 
+// Guards every read and write of the statics that the library makes, so that access objects may
+// be made and used on several threads at once.
+std::mutex& settingsMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
 // The settings a file gave replace the statics; the others keep what they held.
 void apply(const anadata::detail::SettingsValues& values) {
     const std::pair<const std::optional<std::string>*, std::string*> fields[] = {
@@ -29,9 +38,17 @@ void apply(const anadata::detail::SettingsValues& values) {
     if (values.caFile) anadata::detail::processCaFile() = *values.caFile;
 }
 
+bool loadFile(const char* path) {
+    anadata::detail::SettingsValues values;
+    if (!anadata::detail::readSettingsFile(path, values)) return false;
+    apply(values);
+    return true;
+}
+
 }  // namespace
 
 clsAnaDataAccess::clsAnaDataAccess() {
+    std::lock_guard<std::mutex> lock(settingsMutex());
     if (isInitialized) return;
     try {
         anadata::detail::SettingsValues values;
@@ -44,40 +61,55 @@ clsAnaDataAccess::clsAnaDataAccess() {
 }
 
 clsAnaDataAccess::clsAnaDataAccess(const char* iniFile) {
+    std::lock_guard<std::mutex> lock(settingsMutex());
     if (isInitialized) return;
-    if (iniFile != nullptr) iniload(iniFile);
+    if (iniFile != nullptr) loadFile(iniFile);
     isInitialized = true;
 }
 
 bool clsAnaDataAccess::iniload(const char* path) {
-    anadata::detail::SettingsValues values;
-    if (!anadata::detail::readSettingsFile(path, values)) return false;
-    apply(values);
-    return true;
+    std::lock_guard<std::mutex> lock(settingsMutex());
+    return loadFile(path);
 }
 
 void clsAnaDataAccess::paramset(std::string& member, const std::string& line) {
+    std::lock_guard<std::mutex> lock(settingsMutex());
     member = anadata::detail::settingsValue(line);
 }
 
 void clsAnaDataAccess::userset(const char* value) {
+    std::lock_guard<std::mutex> lock(settingsMutex());
     user = value != nullptr ? value : "";
 }
 
 void clsAnaDataAccess::passset(const char* value) {
+    std::lock_guard<std::mutex> lock(settingsMutex());
     pass = value != nullptr ? value : "";
 }
 
 std::string clsAnaDataAccess::getPage() {
+    std::lock_guard<std::mutex> lock(settingsMutex());
     return page;
 }
 
 std::string clsAnaDataAccess::getLimit() {
+    std::lock_guard<std::mutex> lock(settingsMutex());
     return limit;
 }
 
 std::string clsAnaDataAccess::getBaseDir() {
+    std::lock_guard<std::mutex> lock(settingsMutex());
     return base_dir;
 }
 
 }  // namespace qx
+
+namespace anadata::detail {
+
+AccessSettings accessSettings() {
+    std::lock_guard<std::mutex> lock(qx::settingsMutex());
+    return {qx::clsAnaDataAccess::endpoint, qx::clsAnaDataAccess::user, qx::clsAnaDataAccess::pass,
+            processCaFile()};
+}
+
+}  // namespace anadata::detail

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <map>
+#include <mutex>
 
 #include "clsAnaDataAccess.h"
 
@@ -10,16 +11,24 @@ using qx::clsAnaDataAccess;
 
 namespace {
 
-// Unlike the record tables, the caller picks the numbers, so there is no counter.
-std::map<int, clsAnaDataAccess>& repository() {
-    static std::map<int, clsAnaDataAccess> table;
+// Unlike the record tables, the caller picks the numbers, so there is no counter. Guarded like
+// them: entries come and go on any thread while the others stay where they are.
+struct Repository {
+    std::mutex mutex;
+    std::map<int, clsAnaDataAccess> objects;
+};
+
+Repository& repository() {
+    static Repository table;
     return table;
 }
 
 // Throws NotAllocated and nothing else.
 clsAnaDataAccess& getData(int handle) {
-    auto found = repository().find(handle);
-    if (found == repository().end()) throw qx::NotAllocated();
+    Repository& table = repository();
+    std::lock_guard<std::mutex> lock(table.mutex);
+    auto found = table.objects.find(handle);
+    if (found == table.objects.end()) throw qx::NotAllocated();
     return found->second;
 }
 
@@ -36,12 +45,17 @@ extern "C" {
 int soapAnaDataAccessNew(int* handle, const char* inifile) {
     if (!handle) throw qx::NotAllocated();
     clsAnaDataAccess loader(inifile);
-    repository().try_emplace(*handle);
+    Repository& table = repository();
+    std::lock_guard<std::mutex> lock(table.mutex);
+    table.objects.try_emplace(*handle);
     return 0;
 }
 
 int soapAnaDataAccessRelease(int* handle) {
-    if (handle) repository().erase(*handle);
+    if (handle == nullptr) return 0;
+    Repository& table = repository();
+    std::lock_guard<std::mutex> lock(table.mutex);
+    table.objects.erase(*handle);
     return 0;
 }
 

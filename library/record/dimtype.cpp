@@ -9,6 +9,17 @@
 
 namespace qx {
 
+namespace {
+
+// Copies of one column live in records on different threads (a session's batch, Python views), so
+// the count is changed atomically. Taking a share needs no ordering: the taker already holds one.
+// Dropping one releases this thread's use of the array to whichever thread frees it.
+void takeShare(int* count) { __atomic_fetch_add(count, 1, __ATOMIC_RELAXED); }
+
+bool dropShare(int* count) { return __atomic_sub_fetch(count, 1, __ATOMIC_ACQ_REL) < 1; }
+
+}  // namespace
+
 DimType::DimType() : num(0), refCount(new int(1)), data(nullptr) {}
 
 DimType::DimType(std::string name, std::string unit, int num, const double* data)
@@ -21,13 +32,13 @@ DimType::DimType(std::string name, std::string unit, int num, const double* data
 
 DimType::DimType(const DimType& other)
     : name(other.name), unit(other.unit), num(other.num), refCount(other.refCount), data(other.data) {
-    ++*refCount;
+    takeShare(refCount);
 }
 
 DimType& DimType::operator=(const DimType& other) {
     if (this == &other) return *this;
     // Take the share first so that assigning a copy of the same array never frees it.
-    ++*other.refCount;
+    takeShare(other.refCount);
     release();
     name = other.name;
     unit = other.unit;
@@ -40,7 +51,7 @@ DimType& DimType::operator=(const DimType& other) {
 DimType::~DimType() { release(); }
 
 void DimType::release() {
-    if (--*refCount < 1) {
+    if (dropShare(refCount)) {
         delete[] data;
         delete refCount;
     }

@@ -3,9 +3,7 @@
 
 #include <climits>
 
-#include "DataBlockReply.h"
-#include "TavolenSoapClient.h"
-#include "soapH.h"
+#include "BlockTransfers.h"
 
 namespace anadata::detail {
 
@@ -52,45 +50,30 @@ void downloadArchive(Session::Impl& impl, const DataSetRef& ref, ArchiveLength l
         const auto lengths = catalogueLengths(impl, ref.name, ref.shot, ref.shot, ref.subshot, complete);
         if (const auto found = lengths.find(ref.shot); found != lengths.end()) length.bytes = found->second;
     }
-    const std::uint64_t total = length.bytes ? static_cast<std::uint64_t>(*length.bytes) : 0;
+    std::optional<std::uint64_t> total;
+    if (length.bytes) total = static_cast<std::uint64_t>(*length.bytes);
 
-    auto lease = impl.pool.acquire();
-    const std::string& endpoint = impl.options.endpoint;
+    auto lease = impl.lease();
+    auto calls = Session::Impl::calls(lease.connection(), what);
     std::string path;
-    callService(lease, impl.pool.settings(), what, ErrorCode::not_found, [&](struct soap* soap) {
-        char* found = nullptr;
-        const int status =
-            soap_call_ns__getTavolenDataPath(soap, text(endpoint), nullptr, text(ref.name), ref.shot, ref.subshot, found);
-        path = found != nullptr ? found : "";
-        return status;
-    });
+    calls.dataPath(ref.name.c_str(), ref.shot, ref.subshot, path);
     const auto slash = path.rfind('/');
     if (onPath) onPath(slash == std::string::npos ? path : path.substr(slash + 1));
 
-    std::vector<unsigned char> block;
     std::uint64_t done = 0;
-    // With the catalogue's length the download ends on its last byte; without it, on the empty
-    // block that answers a read past the end.
-    while (!length.bytes || done < total) {
-        callService(lease, impl.pool.settings(), what, ErrorCode::refused, [&](struct soap* soap) {
-            int status = soap_send_ns__getData(soap, text(endpoint), nullptr, text(path), static_cast<int>(done),
-                                               TavolenSoapClient::BLOCK_SIZE);
-            if (status == SOAP_OK) status = receiveDataBlock(soap, block);
-            return status;
-        });
-        if (block.empty()) break;
-        done += block.size();
-        if (length.bytes && done > total)
-            throw Error(ErrorCode::protocol, what + ": the service sent more than the catalogue's " +
-                                                 std::to_string(total) + " bytes");
-        if (done > static_cast<std::uint64_t>(INT_MAX))
-            throw Error(ErrorCode::protocol, what + ": the service sent more than 2 GiB");
-        sink(block.data(), block.size());
-        checkProgress(control, what, done, total);
-    }
-    if (length.bytes && done != total)
+    const auto deliver = [&](const unsigned char* data, std::size_t size) {
+        sink(data, size);
+        checkProgress(control, what, done, total.value_or(0));
+    };
+    const DownloadEnd end = downloadBlocks(calls, path.c_str(), total, done, deliver);
+    if (end == DownloadEnd::overrun)
+        throw Error(ErrorCode::protocol, what + (total && *total <= INT_MAX
+                                                     ? ": the service sent more than the catalogue's " +
+                                                           std::to_string(*total) + " bytes"
+                                                     : ": the service sent more than 2 GiB"));
+    if (total && done != *total)
         throw Error(ErrorCode::protocol, what + ": the download ended after " + std::to_string(done) + " of the " +
-                                             std::to_string(total) + " bytes the catalogue gives");
+                                             std::to_string(*total) + " bytes the catalogue gives");
 }
 
 }  // namespace anadata::detail

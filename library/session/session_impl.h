@@ -6,7 +6,8 @@
 #include <string>
 #include <utility>
 
-#include "connection_pool.h"
+#include "ConnectionPool.h"
+#include "ServiceCalls.h"
 #include "service_call.h"
 #include "session.h"
 
@@ -19,11 +20,22 @@ struct Session::Impl {
     std::pair<std::string, std::string> credentials() const;
     void setPassword(const std::string& password);
 
-    // One call on a connection of the pool.
-    template <class Call>
-    void call(const std::string& what, ErrorCode plainFault, Call&& body) {
-        auto lease = pool.acquire();
-        detail::callService(lease, pool.settings(), what, plainFault, [&](struct soap* soap) { return body(soap); });
+    // A connection of the pool for one operation. Throws Error(certificate) when https cannot be
+    // set up with the options' CA file.
+    detail::ConnectionPool::Lease lease();
+
+    // Calls on `connection` whose failures throw the session's Error for `what`.
+    static detail::ServiceCalls calls(detail::Connection& connection, const std::string& what) {
+        return detail::ServiceCalls(
+            connection, [what](const detail::CallFailure& failure) { detail::throwCallFailure(failure, what); });
+    }
+
+    // Runs body(calls) on a connection of the pool.
+    template <class Body>
+    void call(const std::string& what, Body&& body) {
+        auto leased = lease();
+        auto wire = calls(leased.connection(), what);
+        body(wire);
     }
 
     SessionOptions options;
@@ -32,11 +44,6 @@ struct Session::Impl {
 };
 
 namespace detail {
-
-// The stubs take char* for parameters they only read.
-inline char* text(const std::string& s) {
-    return const_cast<char*>(s.c_str());
-}
 
 // "name shot/subshot", how messages name a data set.
 std::string dataSetName(const std::string& name, int shot, int subshot);

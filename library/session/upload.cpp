@@ -8,11 +8,10 @@
 #include <fstream>
 #include <ostream>
 
+#include "BlockTransfers.h"
 #include "FileDate.h"
-#include "TavolenSoapClient.h"
 #include "anadata_util.h"
 #include "summary.h"
-#include "soapH.h"
 #include "zip_error.h"
 #include "zip_writer.h"
 
@@ -79,51 +78,38 @@ struct Registration {
 void upload(Session::Impl& impl, const Registration& r, const std::vector<char>& archive, const Progress& progress) {
     const auto [account, password] = impl.credentials();
     const std::string date = catalogueDate(std::time(nullptr));
-    auto lease = impl.pool.acquire();
-    const auto& settings = impl.pool.settings();
-    const std::string& endpoint = impl.options.endpoint;
+    RegistrationInfo info;
+    info.name = r.diag.c_str();
+    info.fileName = r.zipName.c_str();
+    info.fileDate = date.c_str();
+    info.account = account.c_str();
+    info.summary = r.summary.c_str();
+    info.shot = r.shot;
+    info.subshot = r.subshot;
+    info.length = static_cast<int>(archive.size());
 
+    auto lease = impl.lease();
+    auto calls = Session::Impl::calls(lease.connection(), r.what);
+    const TransferControl control{&progress, nullptr};
+    std::size_t handedOut = 0;
     std::string key;
-    callService(lease, settings, r.what, ErrorCode::refused, [&](struct soap* soap) {
-        ns__TavolenInfo info;
-        info.diagnostics = text(r.diag);
-        info.filename = text(r.zipName);
-        info.filedate = text(date);
-        info.userid = text(account);
-        info.summary = text(r.summary);
-        info.shotno = r.shot;
-        info.subshotno = r.subshot;
-        info.filelen = static_cast<int>(archive.size());
-        char* session = nullptr;
-        const int status = soap_call_ns__beginTavolenDataRegistration(soap, text(endpoint), nullptr, text(account),
-                                                                      text(password), true, info, session);
-        key = session != nullptr ? session : "";
-        return status;
-    });
     try {
-        const TransferControl control{&progress, nullptr};
-        std::size_t sent = 0;
-        while (sent < archive.size()) {
-            const std::size_t n = std::min<std::size_t>(archive.size() - sent, TavolenSoapClient::BLOCK_SIZE);
-            callService(lease, settings, r.what, ErrorCode::refused, [&](struct soap* soap) {
-                ns__Binary block;
-                block.__ptr = reinterpret_cast<unsigned char*>(const_cast<char*>(archive.data() + sent));
-                block.__size = static_cast<int>(n);
-                int ret = 0;  // the status decides, as in the qx:: client
-                return soap_call_ns__putData(soap, text(endpoint), nullptr, text(key), block, ret);
-            });
-            sent += n;
-            checkProgress(control, r.what, sent, archive.size());
-        }
-        callService(lease, settings, r.what, ErrorCode::refused, [&](struct soap* soap) {
-            int ret = 0;
-            return soap_call_ns__endTavolenDataRegistration(soap, text(endpoint), nullptr, text(key), ret);
-        });
+        sendRegistration(calls, account.c_str(), password.c_str(), info,
+                         [&](const unsigned char*& data) {
+                             // Asked for the next block, the one before has been sent.
+                             if (handedOut > 0) checkProgress(control, r.what, handedOut, archive.size());
+                             const std::size_t n = std::min<std::size_t>(archive.size() - handedOut, blockSize);
+                             data = reinterpret_cast<const unsigned char*>(archive.data() + handedOut);
+                             handedOut += n;
+                             return static_cast<int>(n);
+                         },
+                         key);
     } catch (...) {
         // Best effort on a fresh connection; the error that stopped the upload is the one to report.
-        soap_force_closesock(lease.soap());
-        int ret = 0;
-        soap_call_ns__abortTavolenDataRegistration(lease.soap(), text(endpoint), nullptr, text(key), ret);
+        if (!key.empty()) {
+            lease.connection().close();
+            ServiceCalls(lease.connection(), [](const CallFailure&) {}).abortRegistration(key.c_str());
+        }
         throw;
     }
 }

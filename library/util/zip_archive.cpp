@@ -13,8 +13,9 @@ namespace qx {
 
 namespace {
 
-// Every block between a file and an archive passes through this one buffer.
-char buf[8192];
+// Blocks between a file and an archive pass through a buffer of this size on the caller's stack,
+// so that downloads unpacking on several threads never share one.
+constexpr std::size_t bufferSize = 8192;
 
 // True when both paths name one existing file: writing one would destroy the other.
 bool sameFile(const std::string& a, const std::string& b) {
@@ -28,6 +29,7 @@ bool sameFile(const std::string& a, const std::string& b) {
 // reported here, a CRC mismatch by unzCloseCurrentFile afterwards.
 int copyEntryData(unzFile archive, std::FILE* out, uLong declaredSize, int status) {
     uLong total = 0;
+    char buf[bufferSize];
     for (;;) {
         int got = unzReadCurrentFile(archive, buf, sizeof buf);
         if (got < 0) {
@@ -121,6 +123,7 @@ int minizip(std::string zipPath, std::string filePath) {
     }
 
     if (status == zipstatus::ok && in != nullptr) {
+        char buf[bufferSize];
         for (;;) {
             status = zipstatus::ok;
             size_t got = std::fread(buf, 1, sizeof buf, in);

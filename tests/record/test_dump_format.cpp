@@ -114,6 +114,26 @@ TEST(DumpFormat, ImpossibleCountsFailTheStreamInsteadOfAllocating) {
     }
 }
 
+// A column's numbers carry their own count, which must be the one its header gives: a reader that
+// went by either alone would read into the next column or leave numbers behind for it.
+TEST(DumpFormat, AColumnWhoseStoredCountIsNotItsHeaderCountIsRefused) {
+    const double numbers[2] = {1.5, -2};
+    const std::string image = encoded([&](std::ostream& os) { qx::DimType("x", "m", 2, numbers).dump(os); });
+    const std::size_t at = encoded([](std::ostream& os) {
+                               qx::dump(os, std::string("x"));
+                               qx::dump(os, std::string("m"));
+                               qx::dump(os, 2);
+                           }).size();
+    ASSERT_EQ(image.substr(at, 4), bytes({2, 0, 0, 0}));
+    for (char stored : {1, 3}) {
+        std::string changed = image + std::string(8, '\0');  // room for a third number
+        changed[at] = stored;
+        std::istringstream in(changed);
+        qx::DimType::restore(in);
+        EXPECT_TRUE(in.fail()) << int(stored);
+    }
+}
+
 TEST(DumpFormat, TruncatedImageLeavesTheStreamFailed) {
     std::stringstream image;
     exampleRecord().dump(image);

@@ -8,6 +8,7 @@
 
 #include "TempDir.h"
 #include "anadata_util.h"
+#include "parallel_deflater.h"
 #include "zip_stream_reader.h"
 #include "zip_writer.h"
 
@@ -83,6 +84,24 @@ TEST(ZipEngine, ArchivesAtPieceBoundariesRoundTripEverywhereAndMatchAcrossThread
         ASSERT_EQ(qx::unzip(dir.file("a.zip"), dir.file("back.dat")), 0);
         EXPECT_EQ(readFile(dir.file("back.dat")), data);
     }
+}
+
+// Pieces smaller than the 32 KiB window are primed with all of it, not just the piece before: data
+// that repeats 16 KiB back compresses across 4 KiB pieces about as well as in one piece.
+TEST(ZipEngine, PiecesSmallerThanTheWindowSeeAllOfIt) {
+    std::string period(16 * 1024, '\0');
+    unsigned seed = 99;
+    for (char& c : period) c = static_cast<char>((seed = seed * 1103515245 + 12345) >> 16);
+    std::string data;
+    for (int i = 0; i < 16; ++i) data += period;
+    auto deflated = [&](std::size_t piece) {
+        ParallelDeflater deflater([](const char*, std::size_t) {}, {2, piece});
+        deflater.write(data.data(), data.size());
+        deflater.finish();
+        return deflater.outputSize();
+    };
+    const std::uint64_t whole = deflated(data.size());
+    EXPECT_LT(deflated(4096), whole + whole / 8) << "one piece: " << whole;
 }
 
 TEST(ZipEngine, ReaderTakesMinizipAndStoredArchives) {

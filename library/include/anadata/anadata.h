@@ -16,7 +16,10 @@ namespace qx {
 struct RecordAccess;
 
 // One dimension (grid axis) or one value column: name, unit and `num` doubles.
-// Copies share the numbers through a counted array; the last copy to go frees it.
+// Copies share the numbers through a counted array; the last copy to go frees it. The count is
+// changed atomically, so copies of one column may be made, assigned and destroyed on different
+// threads at once; the numbers themselves are not guarded (a write through getData() is a data
+// race with any other thread reading a copy).
 class ANADATA_API DimType {
 public:
     // Empty name and unit, no numbers, null data.
@@ -68,6 +71,9 @@ public:
 // One analysed-data set: parameters, dimensions and value columns over a row-major grid
 // (last dimension fastest). Every failed check throws AnaDataException with a fixed message
 // and leaves the record as it was.
+// Threads: distinct records, copies of one another included, may be used on different threads at
+// once. One record object may be read through its const members by many threads; any other member
+// (index and getValData(int*, ...) fill a cache of strides) needs the object to itself.
 class ANADATA_API AnaData {
 public:
     // Empty record, shot and sub-shot number 1, no dimensions or values.

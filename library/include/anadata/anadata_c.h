@@ -12,7 +12,9 @@
  * Handles
  *   A record is named by an int handle. Handles are 0, 1, 2, ... in order of creation within the
  *   process and a released handle is never handed out again. The table is process-wide and
- *   unguarded: call these functions from one thread at a time.
+ *   guarded: records may be created, used and released on several threads at once, as long as
+ *   each handle is used (and released) by one thread at a time. Result sets are the caller's own
+ *   and follow the same rule.
  *
  * Status codes (the int result of every function except cAnaDataIsDigit)
  *   0  success

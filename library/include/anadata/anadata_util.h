@@ -59,7 +59,7 @@ ANADATA_API int minizip(std::string zipPath, std::string filePath);
 // the declared size is ever written. If `outPath` cannot be created nothing is read and the
 // result is still 0: check the file. The same holds when outPath is the archive itself, which
 // is then left untouched. A failed extraction may leave a partial file.
-// Not thread-safe (packing and unpacking share one buffer). Never throws.
+// Never throws.
 ANADATA_API int unzip(std::string zipPath, std::string outPath);
 
 }  // namespace qx

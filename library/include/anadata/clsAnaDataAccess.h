@@ -18,7 +18,12 @@ inline constexpr char REGISTORY[] = "Software\\client_ini";
 
 // Access to the analysed-data service. The settings (account, password, endpoint, download
 // directory, search paging) are process-wide statics shared by every access object; the
-// first construction in the process loads them from the settings file. Not thread-safe.
+// first construction in the process loads them from the settings file.
+//
+// Threads: the members below read and change the statics under one lock, so access objects may
+// be made and their operations run on several threads at once; an operation uses the settings as
+// they were when it began. A program that reads or writes the statics directly must not do so
+// while other threads use access objects (or the record's service operations).
 //
 // Settings file: ini-style lines read once. "[tserver]" and "[search]" (exactly, whole
 // line) select a section; other bracketed lines leave the section unchanged. A line

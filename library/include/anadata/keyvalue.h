@@ -15,7 +15,8 @@
 // Always returns true, also when the file cannot be opened (table unchanged then).
 ANADATA_API bool loadHash(const char* path, std::map<std::string, std::string>& table);
 
-// The same into the process-wide table read by getValue.
+// The same into the process-wide table read by getValue. That table is not guarded: load it
+// before other threads read it, or from one thread at a time.
 ANADATA_API bool loadHash(const char* path);
 
 // The value of `key` in the process-wide table, or a null pointer when it is absent. The

@@ -16,8 +16,9 @@
 
 // Handles
 //   An access object is named by an int handle that the caller chooses. All handles share the
-//   process-wide settings, so a handle is only a permission to call; the table is unguarded
-//   (one thread at a time).
+//   process-wide settings, so a handle is only a permission to call. The table is guarded: handles
+//   may be created, used and released on several threads at once, one handle being used by one
+//   thread at a time (see clsAnaDataAccess.h for the settings).
 //
 // Errors
 //   Nothing is caught here. An unknown handle (or a null handle pointer) throws qx::NotAllocated; the experiment-log and

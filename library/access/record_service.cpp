@@ -10,7 +10,7 @@
 
 #include "anadata_util.h"
 #include "clsAnaDataAccess.h"
-#include "../access/data_download.h"
+#include "data_download.h"
 #include "explog.h"
 
 namespace qx {
