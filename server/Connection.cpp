@@ -116,6 +116,12 @@ int parseHead(struct soap* s) {
     State& c = stateOf(s);
     int rc = c.parseHead(s);
     c.headDone = true;
+    // The runtime takes any head whose first line has a number for its second word as a reply: it
+    // would read that reply's body into memory and answer with it. No request starts that way.
+    if (s->status > 0 && s->status < SOAP_POST) {
+        s->status = 0;
+        return soap_sender_fault(s, "request head is the status line of a reply", nullptr);
+    }
     return rc;
 }
 

@@ -1,9 +1,8 @@
-// Content-Length checking in front of the runtime's HTTP header parser.
+// Length checking in front of the runtime's HTTP header parser.
 #include "MessageLimits.h"
 
 #include <charconv>
 #include <cstring>
-#include <strings.h>
 
 namespace {
 
@@ -13,7 +12,8 @@ using HeaderParser = int (*)(struct soap*, const char*, const char*);
 HeaderParser runtimeParser = nullptr;
 
 int checkedHeader(struct soap* soap, const char* key, const char* value) {
-    if (strcasecmp(key, "Content-Length") == 0) {
+    // The runtime's own comparison, so that every spelling it takes as the length is bounded.
+    if (soap_tag_cmp(key, "Content-Length") == 0) {
         const char* begin = value;
         const char* end = value + std::strlen(value);
         while (begin < end && (*begin == ' ' || *begin == '\t')) ++begin;
