@@ -11,6 +11,7 @@
 #include "CataloguePool.h"
 #include "ExperimentLog.h"
 #include "LoginThrottle.h"
+#include "Metrics.h"
 #include "Store.h"
 #include "UploadSessions.h"
 
@@ -41,6 +42,7 @@ struct Service {
     CataloguePool catalogues;
     std::unique_ptr<AuditLog> audit = std::make_unique<AuditLog>();
     std::string hostname;
+    Metrics metrics;
 };
 
 // What a connection hands to the operations: the SOAP context's user pointer points to a structure
@@ -48,6 +50,9 @@ struct Service {
 struct RequestContext {
     Service* service;
     std::string client;  // the peer's address, for the login throttle and the audit trail
+    // What the operation reports for the metrics; Metrics::kNone until an operation runs.
+    int operation = Metrics::kNone;
+    Outcome outcome = Outcome::clientError;
 };
 
 #endif

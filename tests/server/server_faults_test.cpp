@@ -180,15 +180,22 @@ TEST_F(FaultsTest, UploadSessionsAndStagingSpaceAreBoundedInAllAndPerAccount) {
     start({"--max-sessions", "3", "--max-sessions-per-account", "2", "--max-staging-per-account", "100"});
     auto c = client();
     std::string first, session;
+    // Larger than an account may ever stage: no point in trying again.
+    EXPECT_EQ(c->refused(c->begin(dataSet("q", 1, 1, 101), session)),
+              "a file of 101 bytes is larger than the staging space of an account (100 bytes)");
+    EXPECT_EQ(c->faultCode(), "SOAP-ENV:Client");
     ASSERT_EQ(c->begin(dataSet("q", 1, 1, 60), first), 0);
-    EXPECT_NE(c->begin(dataSet("q", 2, 1, 60), session), 0);
-    EXPECT_EQ(c->fault(), "not enough staging space left to account alice for 60 bytes, try again later");
+    EXPECT_EQ(c->refused(c->begin(dataSet("q", 2, 1, 60), session)),
+              "not enough staging space left to account alice for 60 bytes, try again in 1 s");
+    EXPECT_EQ(c->faultCode(), "SOAP-ENV:Server.Busy");
+    EXPECT_EQ(c->faultDetail(), "<retryAfter>1</retryAfter>");
     ASSERT_EQ(c->begin(dataSet("q", 2, 1, 40), session), 0);
-    EXPECT_NE(c->begin(dataSet("q", 3, 1, 0), session), 0);
-    EXPECT_EQ(c->fault(), "too many open upload sessions of account alice, try again later");
+    EXPECT_EQ(c->refused(c->begin(dataSet("q", 3, 1, 0), session)),
+              "too many open upload sessions of account alice, try again in 1 s");
     ASSERT_EQ(c->begin(dataSet("q", 3, 1, 60), session, "bob", "builder"), 0) << c->fault();
-    EXPECT_NE(c->begin(dataSet("q", 4, 1, 0), session, "bob", "builder"), 0);
-    EXPECT_EQ(c->fault(), "too many open upload sessions, try again later");
+    EXPECT_EQ(c->refused(c->begin(dataSet("q", 4, 1, 0), session, "bob", "builder")),
+              "too many open upload sessions, try again in 1 s");
+    EXPECT_EQ(c->faultCode(), "SOAP-ENV:Server.Busy");
     int ret = 0;
     ASSERT_EQ(c->call(soap_call_ns__abortTavolenDataRegistration, s(first), ret), 0);
     EXPECT_EQ(c->begin(dataSet("q", 4, 1, 60), session), 0) << c->fault();
