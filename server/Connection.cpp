@@ -222,6 +222,12 @@ void ConnectionServer::serve(ReceivedHead&& head) {
         failed = s->error != SOAP_OK;
     }
     s->socket = SOAP_INVALID_SOCKET;
+    // Counted before the connection closes, so that a client's next scrape sees this request.
+    Metrics& metrics = context_.service->metrics;
+    metrics.request(context_.operation, context_.outcome,
+                    std::chrono::duration<double>(Clock::now() - head.complete).count());
+    metrics.received(c.bytesIn);
+    metrics.sent(c.bytesOut);
     if (c.ssl) {
         ERR_clear_error();
         SSL_shutdown(c.ssl);  // sends our close_notify; the peer's is not waited for
@@ -233,10 +239,4 @@ void ConnectionServer::serve(ReceivedHead&& head) {
     close(c.sock);
     soap_destroy(s);
     soap_end(s);
-
-    Metrics& metrics = context_.service->metrics;
-    metrics.request(context_.operation, context_.outcome,
-                    std::chrono::duration<double>(Clock::now() - head.complete).count());
-    metrics.received(c.bytesIn);
-    metrics.sent(c.bytesOut);
 }

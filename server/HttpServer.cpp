@@ -161,7 +161,13 @@ void HttpServer::run(const volatile std::sig_atomic_t& stop) {
             }
         }
     }
-    // Connections without a complete head have sent no request yet; those in hand get the grace period.
+    // New connections are refused from here on; those without a complete head have sent no request
+    // yet, and those in hand get the grace period.
+    for (struct soap* s : {master_, metricsMaster_})
+        if (s && soap_valid_socket(s->master)) {
+            close(s->master);
+            s->master = SOAP_INVALID_SOCKET;
+        }
     held_.clear();
     waitingPerAddress_.clear();
     waiting_ = 0;

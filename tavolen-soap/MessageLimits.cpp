@@ -20,8 +20,11 @@ int checkedHeader(struct soap* soap, const char* key, const char* value) {
         while (end > begin && (end[-1] == ' ' || end[-1] == '\t')) --end;
         unsigned long long length = 0;
         const auto parsed = std::from_chars(begin, end, length);
-        if (begin == end || parsed.ec != std::errc() || parsed.ptr != end || length > soap->recv_maxlength)
+        if (begin == end || parsed.ec != std::errc() || parsed.ptr != end || length > soap->recv_maxlength) {
+            // Without a status the runtime does not go on to read the body of an error reply.
+            soap->status = 0;
             return soap->error = SOAP_LENGTH;
+        }
     }
     return runtimeParser(soap, key, value);
 }
