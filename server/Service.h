@@ -21,12 +21,14 @@ struct ServiceLimits {
     int maxNames = 1000;         // data names in one "ns:listTavolenInfo" filter
     std::int64_t maxFileLength = 0x7fffffff;
     int operations = 8;          // operations that run at once, each with a catalogue connection of its own
+    int passwordIterations = Accounts::kDefaultIterations;  // PBKDF2 rounds of passwords set
     LoginLimits logins;
 };
 
 struct Service {
     Service(const std::string& storeDir, UploadLimits uploads, ServiceLimits limits, ExperimentLog log)
         : store(storeDir),
+          accounts(limits.passwordIterations),
           sessions(store, uploads),
           limits(limits),
           explog(std::move(log)),
