@@ -1,6 +1,7 @@
 #!/bin/sh
 # Sets up a Debian 12 machine, builds anadata twice (plain and with ASan+UBSan) and runs every test in
-# both, then runs the threaded parts (session layer, zip engine) once more under ThreadSanitizer.
+# both, then runs the threaded parts (session layer, zip engine, the service under load) once more under
+# ThreadSanitizer.
 set -eu
 cd "$(dirname "$0")"
 
@@ -23,6 +24,7 @@ done
 echo "=== tsan build (threaded parts) ==="
 cmake -S . -B build-test-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DANADATA_SANITIZE_THREADS=ON \
     -DANADATA_BUILD_BENCH=OFF -DANADATA_BUILD_TOOLS=OFF -DANADATA_INSTALL=OFF >/dev/null
-cmake --build build-test-tsan -j "$jobs" --target session_service_test session_faults_test util_zip_engine_test
+cmake --build build-test-tsan -j "$jobs" --target session_service_test session_faults_test util_zip_engine_test \
+    server_load_test
 echo "=== tsan tests ==="
-TSAN_OPTIONS="halt_on_error=1" ctest --test-dir build-test-tsan -j "$jobs" --output-on-failure -R "^(Session|ZipEngine)"
+TSAN_OPTIONS="halt_on_error=1" ctest --test-dir build-test-tsan -j "$jobs" --output-on-failure -R "^(Session|ZipEngine|LoadTest)"

@@ -113,9 +113,9 @@ void idleLatency(const TempDir& dir, const Build& build, int idle, const std::ve
     for (int fd : fds) close(fd);
 }
 
-// A record whose archive is about 1 MB: 131072 rows of two columns of noise.
+// A record whose archive is about 1 MB: 87000 rows of two columns of noise.
 qx::AnaData oneMegabyte(int shot) {
-    const int rows = 131072;
+    const int rows = 87000;
     std::vector<double> t(rows), a(rows), b(rows);
     for (int i = 0; i < rows; ++i) {
         t[i] = i * 1e-6;
