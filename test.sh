@@ -1,7 +1,7 @@
 #!/bin/sh
 # Sets up a Debian 12 machine, builds anadata twice (plain and with ASan+UBSan) and runs every test in
 # both, then runs the threaded parts (session layer, zip engine, shared record columns, the bindings'
-# tables) once more under ThreadSanitizer.
+# tables, the service under load) once more under ThreadSanitizer.
 set -eu
 cd "$(dirname "$0")"
 
@@ -25,7 +25,7 @@ echo "=== tsan build (threaded parts) ==="
 cmake -S . -B build-test-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DANADATA_SANITIZE_THREADS=ON \
     -DANADATA_BUILD_BENCH=OFF -DANADATA_BUILD_TOOLS=OFF -DANADATA_INSTALL=OFF >/dev/null
 cmake --build build-test-tsan -j "$jobs" --target session_service_test session_faults_test util_zip_engine_test \
-    test_record_threads test_binding_threads
+    test_record_threads test_binding_threads server_load_test
 echo "=== tsan tests ==="
 TSAN_OPTIONS="halt_on_error=1" ctest --test-dir build-test-tsan -j "$jobs" --output-on-failure \
-    -R "^(Session|ZipEngine|SharedColumns|SharedTables)"
+    -R "^(Session|ZipEngine|SharedColumns|SharedTables|LoadTest)"

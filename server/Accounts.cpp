@@ -11,7 +11,6 @@
 
 namespace {
 
-const int kIterations = 100000;
 const size_t kHashBytes = 32;
 
 std::string randomBytes(size_t n) {
@@ -29,7 +28,8 @@ const char* const kBadLogin = "bad user name or password";
 
 }  // namespace
 
-Accounts::Accounts() : processKey_(randomBytes(32)), dummySalt_(randomBytes(16)) {}
+Accounts::Accounts(int iterations)
+    : iterations_(iterations), processKey_(randomBytes(32)), dummySalt_(randomBytes(16)) {}
 
 std::string Accounts::derive(const std::string& password, const std::string& salt, int iterations) {
     std::string out(kHashBytes, '\0');
@@ -55,7 +55,7 @@ void Accounts::set(Catalogue& catalogue, const std::string& name, const std::str
         if (c < 0x20 || c == 0x7f) throw ServiceError("user name must not contain control characters");
     if (password.empty()) throw ServiceError("password must not be empty");
     if (password.size() > 1024) throw ServiceError("password is longer than 1024 bytes");
-    StoredAccount a{name, randomBytes(16), std::string(), kIterations};
+    StoredAccount a{name, randomBytes(16), std::string(), iterations_};
     a.hash = derive(password, a.salt, a.iterations);
     catalogue.storeAccount(a);
     std::lock_guard<std::mutex> lock(mutex_);
@@ -74,7 +74,7 @@ void Accounts::check(Catalogue& catalogue, const std::string& name, const std::s
     // An unknown name costs one derivation as well, against a salt made up at start-up, so that the time of a
     // refusal does not tell which accounts exist.
     StoredAccount against = stored && stored->iterations > 0 ? *stored
-                                                              : StoredAccount{name, dummySalt_, "", kIterations};
+                                                              : StoredAccount{name, dummySalt_, "", iterations_};
     bool match = sameBytes(derive(password, against.salt, against.iterations), against.hash);
     if (!stored || !match || password.size() > 1024) throw ServiceError(kBadLogin, ServiceError::Kind::Unauthorized);
     std::lock_guard<std::mutex> lock(mutex_);

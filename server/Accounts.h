@@ -10,7 +10,10 @@ class Catalogue;
 
 class Accounts {
 public:
-    Accounts();
+    static constexpr int kDefaultIterations = 100000;
+
+    // iterations: PBKDF2 rounds of the passwords it sets, and of the check of an unknown name.
+    explicit Accounts(int iterations = kDefaultIterations);
 
     // Creates or resets an account. Throws ServiceError for an unusable name or an empty password.
     void set(Catalogue& catalogue, const std::string& name, const std::string& password);
@@ -23,6 +26,7 @@ public:
 private:
     std::string remember(const std::string& password) const;
 
+    int iterations_;
     std::string processKey_;
     std::string dummySalt_;
     std::mutex mutex_;

@@ -223,10 +223,10 @@ std::vector<CatalogueEntry> Catalogue::list(const CatalogueFilter& f, int maxRow
     return out;
 }
 
-std::vector<std::string> Catalogue::allFiles() {
-    Statement s(db_, "SELECT directory, filename FROM datasets");
-    std::vector<std::string> out;
-    while (s.step()) out.push_back(s.text(0) + "/" + s.text(1));
+std::vector<CatalogueEntry> Catalogue::all() {
+    Statement s(db_, std::string("SELECT ") + kColumns + " FROM datasets ORDER BY directory, filename");
+    std::vector<CatalogueEntry> out;
+    while (s.step()) out.push_back(readEntry(s));
     return out;
 }
 

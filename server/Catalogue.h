@@ -26,7 +26,7 @@ public:
     // Shots in [from, to] with entries (of diag, or of all data sets when diag is empty) and their counts.
     std::vector<std::pair<int, int>> shotCounts(const std::string& diag, long long from, long long to, int maxRows);
     std::vector<CatalogueEntry> list(const CatalogueFilter& filter, int maxRows);
-    std::vector<std::string> allFiles();
+    std::vector<CatalogueEntry> all();
 
     // Adds the entry in one transaction. An existing entry of the same key is replaced when replace is
     // set (its relative path is returned, for the caller to remove) and refused otherwise.

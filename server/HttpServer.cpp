@@ -1,21 +1,36 @@
-// The listening socket and the threads that each serve one connection at a time, over HTTP or HTTPS.
+// The listening sockets and the event loop over accepted connections: idle ones cost a descriptor,
+// a thread serves each request once its head has arrived.
 #include "HttpServer.h"
 
-#include <chrono>
-#include <memory>
+#include <cerrno>
 #include <stdexcept>
-#include <string>
+#include <vector>
 
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "HttpAnswers.h"
+#include "PendingConnection.h"
 #include "Service.h"
+#include "WorkerPool.h"
 #include "soapH.h"
 
+struct HttpServer::Held {
+    std::unique_ptr<PendingConnection> connection;
+    bool metricsPort = false;
+    bool watched = false;  // registered with the loop's epoll
+    bool waiting = false;  // counted against its address
+};
+
 namespace {
+
+constexpr auto kTick = std::chrono::milliseconds(100);   // deadlines are checked this often
+constexpr auto kAnswerTime = std::chrono::seconds(5);    // for the peer to take a short answer
 
 std::string sslError(const std::string& what) {
     char text[256] = "";
@@ -23,32 +38,50 @@ std::string sslError(const std::string& what) {
     return what + ": " + text;
 }
 
+int boundPort(int fd) {
+    sockaddr_storage local{};
+    socklen_t len = sizeof local;
+    getsockname(fd, reinterpret_cast<sockaddr*>(&local), &len);
+    return local.ss_family == AF_INET6 ? ntohs(reinterpret_cast<sockaddr_in6*>(&local)->sin6_port)
+                                       : ntohs(reinterpret_cast<sockaddr_in*>(&local)->sin_port);
+}
+
+// A context listening on address:port, non-blocking; throws std::runtime_error.
+struct soap* listenOn(struct soap* s, const std::string& address, int port) {
+    s->bind_flags = SO_REUSEADDR;
+    if (!soap_valid_socket(soap_bind(s, address.c_str(), port, SOMAXCONN))) {
+        std::string msg = "cannot listen on " + address + ":" + std::to_string(port);
+        if (const char* text = *soap_faultstring(s)) msg += std::string(": ") + text;
+        throw std::runtime_error(msg);
+    }
+    fcntl(s->master, F_SETFL, fcntl(s->master, F_GETFL) | O_NONBLOCK);
+    return s;
+}
+
+bool isMetricsRequest(const std::string& head) {
+    static const std::string request = "GET /metrics";
+    return head.compare(0, request.size(), request) == 0 && head.size() > request.size() &&
+           (head[request.size()] == ' ' || head[request.size()] == '?');
+}
+
 }  // namespace
 
 HttpServer::HttpServer(Service& service, const std::string& address, int port, HttpLimits limits,
-                       const TlsFiles& tls)
+                       const TlsFiles& tls, int metricsPort)
     : service_(service), address_(address), limits_(limits) {
     master_ = soap_new();
-    if (!master_) throw std::runtime_error("out of memory");
+    if (metricsPort >= 0) metricsMaster_ = soap_new();
+    epoll_ = epoll_create1(EPOLL_CLOEXEC);
     try {
+        if (!master_ || (metricsPort >= 0 && !metricsMaster_)) throw std::runtime_error("out of memory");
+        if (epoll_ < 0) throw std::runtime_error("cannot create the event loop");
         if (!tls.certificate.empty()) loadTls(tls);
+        port_ = boundPort(listenOn(master_, address, port)->master);
+        if (metricsMaster_) metricsPort_ = boundPort(listenOn(metricsMaster_, address, metricsPort)->master);
     } catch (...) {
-        soap_free(master_);
+        release();
         throw;
     }
-    master_->bind_flags = SO_REUSEADDR;
-    master_->accept_timeout = -200000;  // wake up every 200 ms to notice a stop request
-    if (!soap_valid_socket(soap_bind(master_, address.c_str(), port, 128))) {
-        std::string msg = "cannot listen on " + address + ":" + std::to_string(port);
-        if (const char* s = *soap_faultstring(master_)) msg += std::string(": ") + s;
-        soap_free(master_);
-        throw std::runtime_error(msg);
-    }
-    sockaddr_storage local{};
-    socklen_t len = sizeof local;
-    getsockname(master_->master, reinterpret_cast<sockaddr*>(&local), &len);
-    port_ = local.ss_family == AF_INET6 ? ntohs(reinterpret_cast<sockaddr_in6*>(&local)->sin6_port)
-                                        : ntohs(reinterpret_cast<sockaddr_in*>(&local)->sin_port);
 }
 
 // The runtime makes the context (TLS 1.2 and 1.3 only, no client certificates); the certificate and
@@ -69,19 +102,19 @@ void HttpServer::loadTls(const TlsFiles& tls) {
     tls_ = true;
 }
 
-HttpServer::~HttpServer() {
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        stopping_ = true;
+HttpServer::~HttpServer() { release(); }
+
+void HttpServer::release() {
+    held_.clear();
+    if (epoll_ >= 0) close(epoll_);
+    epoll_ = -1;
+    for (struct soap** s : {&master_, &metricsMaster_}) {
+        if (!*s) continue;
+        soap_destroy(*s);
+        soap_end(*s);
+        soap_free(*s);
+        *s = nullptr;
     }
-    ready_.notify_all();
-    space_.notify_all();
-    for (auto& t : workers_)
-        if (t.joinable()) t.join();
-    for (int fd : pending_) close(fd);
-    soap_destroy(master_);
-    soap_end(master_);
-    soap_free(master_);
 }
 
 std::string HttpServer::url() const {
@@ -90,47 +123,199 @@ std::string HttpServer::url() const {
 }
 
 void HttpServer::run(const volatile std::sig_atomic_t& stop) {
-    // Every thread has its own SOAP context, made here so that a failure ends the server.
-    std::vector<std::unique_ptr<ConnectionServer>> servers;
-    for (int i = 0; i < limits_.connections; ++i)
-        servers.push_back(std::make_unique<ConnectionServer>(service_, limits_.connection,
-                                                             tls_ ? master_->ctx : nullptr, &closing_));
-    for (auto& s : servers) workers_.emplace_back([this, server = s.get()] { work(*server); });
-    const size_t queueLimit = static_cast<size_t>(limits_.connections);
+    WorkerPool workers(service_, limits_.connection, limits_.connections, &cutoff_);
+    workers_ = &workers;
+    std::vector<int> listeners{master_->master};
+    if (metricsMaster_) listeners.push_back(metricsMaster_->master);
+    for (int fd : listeners) {
+        epoll_event ev{};
+        ev.events = EPOLLIN;
+        ev.data.fd = fd;
+        epoll_ctl(epoll_, EPOLL_CTL_ADD, fd, &ev);
+    }
+    std::vector<epoll_event> events(256);
+    auto nextSweep = Clock::now() + kTick;
+    bool acceptPaused = false;
     while (!stop) {
-        SOAP_SOCKET sock = soap_accept(master_);
-        if (!soap_valid_socket(sock)) {  // time-out, signal or a failed accept (e.g. out of descriptors)
-            if (master_->errnum) std::this_thread::sleep_for(std::chrono::milliseconds(20));
-            continue;
+        int n = epoll_wait(epoll_, events.data(), static_cast<int>(events.size()),
+                           static_cast<int>(std::chrono::milliseconds(kTick).count()));
+        auto now = Clock::now();
+        for (int i = 0; i < n; ++i) {
+            int fd = events[static_cast<size_t>(i)].data.fd;
+            if (fd == listeners[0] || (listeners.size() > 1 && fd == listeners[1])) acceptFrom(fd, now);
+            else step(fd, now);
         }
-        std::unique_lock<std::mutex> lock(mutex_);
-        space_.wait(lock, [&] { return pending_.size() < queueLimit || stopping_; });
-        pending_.push_back(sock);
-        master_->socket = SOAP_INVALID_SOCKET;  // the worker owns it now
-        lock.unlock();
-        ready_.notify_one();
+        if (now >= nextSweep) {
+            sweep(now);
+            nextSweep = now + kTick;
+        }
+        // Out of descriptors: the listeners rest for a moment rather than wake the loop for nothing.
+        bool pause = now < acceptPausedUntil_;
+        if (pause != acceptPaused) {
+            acceptPaused = pause;
+            for (int fd : listeners) {
+                epoll_event ev{};
+                ev.events = pause ? 0u : static_cast<uint32_t>(EPOLLIN);
+                ev.data.fd = fd;
+                epoll_ctl(epoll_, EPOLL_CTL_MOD, fd, &ev);
+            }
+        }
     }
-    closing_ = true;
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        stopping_ = true;
-    }
-    ready_.notify_all();
-    for (auto& t : workers_) t.join();
-    workers_.clear();
+    // New connections are refused from here on; those without a complete head have sent no request
+    // yet, and those in hand get the grace period.
+    for (struct soap* s : {master_, metricsMaster_})
+        if (s && soap_valid_socket(s->master)) {
+            close(s->master);
+            s->master = SOAP_INVALID_SOCKET;
+        }
+    held_.clear();
+    waitingPerAddress_.clear();
+    waiting_ = 0;
+    cutoff_ = (Clock::now() + std::chrono::seconds(limits_.graceSeconds)).time_since_epoch().count();
+    workers.finish();
+    workers_ = nullptr;
 }
 
-void HttpServer::work(ConnectionServer& server) {
-    for (;;) {
-        int sock;
-        {
-            std::unique_lock<std::mutex> lock(mutex_);
-            ready_.wait(lock, [&] { return !pending_.empty() || stopping_; });
-            if (pending_.empty()) break;
-            sock = pending_.front();
-            pending_.pop_front();
+void HttpServer::acceptFrom(int listener, Clock::time_point now) {
+    const bool metricsPort = metricsMaster_ && listener == metricsMaster_->master;
+    for (int round = 0; round < 256; ++round) {
+        int fd = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        if (fd < 0) {
+            if (errno == EINTR || errno == ECONNABORTED) continue;
+            if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
+                acceptPausedUntil_ = now + kTick;
+            return;
         }
-        space_.notify_one();
-        server.serve(sock);
+        if (held_.size() >= static_cast<size_t>(limits_.held)) {
+            service_.metrics.refusedConnection(false);
+            close(fd);
+            continue;
+        }
+        auto held = std::make_unique<Held>();
+        try {
+            held->connection = std::make_unique<PendingConnection>(fd, now);
+        } catch (const std::bad_alloc&) {
+            close(fd);
+            continue;
+        }
+        held->metricsPort = metricsPort;
+        held->connection->deadline = now + std::chrono::seconds(limits_.connection.headSeconds);
+        if (tls_ && !metricsPort && !held->connection->startTls(master_->ctx)) continue;
+        held_[fd] = std::move(held);
+        step(fd, now);  // the head may have come with the connection
     }
+}
+
+// Moves a held connection on after its socket became ready (or right after accept).
+void HttpServer::step(int fd, Clock::time_point now) {
+    auto it = held_.find(fd);
+    if (it == held_.end()) return;
+    Held& held = *it->second;
+    PendingConnection& c = *held.connection;
+    std::uint64_t bytes = 0;
+    PendingConnection::Progress p;
+    if (c.answering()) {
+        p = c.answer(bytes);
+        service_.metrics.sent(bytes);
+    } else {
+        p = c.readHead(bytes);
+        service_.metrics.received(bytes);
+    }
+    using P = PendingConnection::Progress;
+    if (p == P::failed || (p == P::done && c.answering())) return drop(fd);
+    if (p == P::done) return headComplete(held, now);
+    if (!c.answering() && !held.waiting) {
+        auto count = waitingPerAddress_.find(c.addressKey());
+        if (count != waitingPerAddress_.end() && count->second >= limits_.perAddress) {
+            service_.metrics.refusedConnection(true);
+            return drop(fd);
+        }
+        setWaiting(held, true);
+    }
+    watch(held, p == P::wantWrite);
+}
+
+void HttpServer::headComplete(Held& held, Clock::time_point now) {
+    setWaiting(held, false);
+    PendingConnection& c = *held.connection;
+    if (c.headTooLong())
+        return answer(held, faultAnswer("SOAP-ENV:Client", "request head longer than " +
+                                                               std::to_string(PendingConnection::kMaxHead) + " bytes"),
+                      now);
+    if (held.metricsPort || (!metricsMaster_ && isMetricsRequest(c.head()))) {
+        if (!isMetricsRequest(c.head())) return answer(held, statusAnswer("404 Not Found"), now);
+        return answer(held, plainAnswer("text/plain; version=0.0.4; charset=utf-8", metricsText()), now);
+    }
+    if (!workers_->hasRoom()) {
+        service_.metrics.request(Metrics::kNone, Outcome::busy, 0);
+        return answer(held, busyAnswer(ServiceError::busy("all " + std::to_string(limits_.connections) +
+                                                          " request threads of the service are busy")),
+                      now);
+    }
+    const int fd = c.fd();
+    if (held.watched) epoll_ctl(epoll_, EPOLL_CTL_DEL, fd, nullptr);
+    ReceivedHead head = c.release(now);
+    if (!workers_->offer(head)) {
+        SSL_free(head.ssl);
+        close(head.sock);
+    }
+    held_.erase(fd);
+}
+
+void HttpServer::answer(Held& held, std::string text, Clock::time_point now) {
+    PendingConnection& c = *held.connection;
+    c.deadline = now + kAnswerTime;
+    std::uint64_t bytes = 0;
+    auto p = c.answer(std::move(text), bytes);
+    service_.metrics.sent(bytes);
+    if (p == PendingConnection::Progress::done || p == PendingConnection::Progress::failed) return drop(c.fd());
+    watch(held, p == PendingConnection::Progress::wantWrite);
+}
+
+void HttpServer::watch(Held& held, bool writing) {
+    epoll_event ev{};
+    ev.events = writing ? EPOLLOUT : EPOLLIN;
+    ev.data.fd = held.connection->fd();
+    epoll_ctl(epoll_, held.watched ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, ev.data.fd, &ev);
+    held.watched = true;
+}
+
+void HttpServer::setWaiting(Held& held, bool waiting) {
+    if (held.waiting == waiting) return;
+    held.waiting = waiting;
+    const std::string& key = held.connection->addressKey();
+    if (waiting) {
+        ++waitingPerAddress_[key];
+        ++waiting_;
+        return;
+    }
+    --waiting_;
+    auto it = waitingPerAddress_.find(key);
+    if (it != waitingPerAddress_.end() && --it->second <= 0) waitingPerAddress_.erase(it);
+}
+
+// Closing the descriptor also takes it out of the epoll set.
+void HttpServer::drop(int fd) {
+    auto it = held_.find(fd);
+    if (it == held_.end()) return;
+    setWaiting(*it->second, false);
+    held_.erase(it);
+}
+
+void HttpServer::sweep(Clock::time_point now) {
+    std::vector<int> late;
+    for (auto& [fd, held] : held_)
+        if (held->connection->deadline <= now) late.push_back(fd);
+    for (int fd : late) drop(fd);
+}
+
+std::string HttpServer::metricsText() {
+    MetricsGauges g;
+    g.waitingConnections = waiting_;
+    g.servedConnections = workers_ ? workers_->inHand() : 0;
+    UploadUsage uploads = service_.sessions.usage();
+    g.uploadSessions = uploads.sessions;
+    g.stagingAnnounced = uploads.announced;
+    g.stagedBytes = uploads.received;
+    return service_.metrics.render(g);
 }

@@ -63,7 +63,7 @@ void LoginThrottle::makeRoom(Table& table, Clock::time_point now) {
         }));
 }
 
-void LoginThrottle::fail(Table& table, const std::string& key, Clock::time_point now) {
+bool LoginThrottle::fail(Table& table, const std::string& key, Clock::time_point now) {
     auto it = table.records.find(key);
     if (it == table.records.end()) {
         makeRoom(table, now);
@@ -73,18 +73,19 @@ void LoginThrottle::fail(Table& table, const std::string& key, Clock::time_point
     if (r.failures > 0 && now - r.last > limits_.memory) r.failures = 0;
     ++r.failures;
     r.last = now;
-    if (r.failures < table.limit) return;
+    if (r.failures < table.limit) return false;
     int doublings = std::min(r.failures - table.limit, 20);
     auto lock = std::min<std::chrono::seconds>(limits_.firstLock * (1LL << doublings), limits_.longestLock);
     r.lockedUntil = now + lock;
     r.reported = false;
+    return true;
 }
 
-void LoginThrottle::failed(const std::string& account, const std::string& address) {
+bool LoginThrottle::failed(const std::string& account, const std::string& address) {
     std::lock_guard<std::mutex> lock(mutex_);
     auto now = Clock::now();
-    fail(accounts_, accountKey(account), now);
-    fail(addresses_, addressKey(address), now);
+    bool locked = fail(accounts_, accountKey(account), now);
+    return fail(addresses_, addressKey(address), now) || locked;
 }
 
 void LoginThrottle::succeeded(const std::string& account) {

@@ -27,8 +27,9 @@ public:
     };
     // Whether a login of account from address may be checked now.
     Verdict check(const std::string& account, const std::string& address);
-    // Counts a failed login against both, locking whichever reached its limit.
-    void failed(const std::string& account, const std::string& address);
+    // Counts a failed login against both, locking whichever reached its limit; true when this
+    // failure locked the name or the address.
+    bool failed(const std::string& account, const std::string& address);
     // A successful login clears the account's count (not the address's, which an attacker with an
     // account of his own could otherwise clear between guesses).
     void succeeded(const std::string& account);
@@ -48,7 +49,7 @@ private:
         int limit = 0;
     };
     int waitFor(Table& table, const std::string& key, Clock::time_point now, bool& first);
-    void fail(Table& table, const std::string& key, Clock::time_point now);
+    bool fail(Table& table, const std::string& key, Clock::time_point now);
     void makeRoom(Table& table, Clock::time_point now);
 
     LoginLimits limits_;

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "Catalogue.h"
+#include "HttpAnswers.h"
 #include "Service.h"
 #include "ServiceError.h"
 #include "Validation.h"
@@ -34,6 +35,11 @@ int fault(struct soap* soap, const ServiceError& e) {
         return soap_sender_fault_subcode(soap, "SOAP-ENV:Client.NotFound", message, nullptr);
     case ServiceError::Kind::Unauthorized:
         return soap_sender_fault_subcode(soap, "SOAP-ENV:Client.Unauthorized", message, nullptr);
+    case ServiceError::Kind::Busy: {
+        // The wait in a form clients read without parsing the message.
+        return soap_receiver_fault_subcode(soap, "SOAP-ENV:Server.Busy", message,
+                                           dup(soap, retryAfterDetail(e.retryAfter())));
+    }
     case ServiceError::Kind::Internal:
         return soap_receiver_fault(soap, message, nullptr);
     default:
@@ -41,16 +47,30 @@ int fault(struct soap* soap, const ServiceError& e) {
     }
 }
 
-// Runs one operation; a ServiceError becomes a fault of its kind.
+Outcome outcomeOf(ServiceError::Kind kind) {
+    switch (kind) {
+    case ServiceError::Kind::NotFound: return Outcome::notFound;
+    case ServiceError::Kind::Unauthorized: return Outcome::unauthorized;
+    case ServiceError::Kind::Busy: return Outcome::busy;
+    case ServiceError::Kind::Internal: return Outcome::serverError;
+    default: return Outcome::clientError;
+    }
+}
+
+// Runs the operation of the given name; a ServiceError becomes a fault of its kind.
 template <class Body>
-int serve(struct soap* soap, Body&& body) {
+int serve(struct soap* soap, const char* operation, Body&& body) {
     auto* ctx = *static_cast<RequestContext**>(soap->user);
+    ctx->operation = Metrics::operationIndex(operation);
+    ctx->outcome = Outcome::serverError;
     try {
         CataloguePool::Lease catalogue(ctx->service->catalogues);
         Call call{*ctx->service, *catalogue, ctx->client};
         body(call);
+        ctx->outcome = Outcome::ok;
         return SOAP_OK;
     } catch (const ServiceError& e) {
+        ctx->outcome = outcomeOf(e.kind());
         return fault(soap, e);
     } catch (const std::bad_alloc&) {
         return soap_receiver_fault(soap, "out of memory", nullptr);
@@ -72,7 +92,7 @@ void authenticate(Call& c, const std::string& user, const std::string& password,
         c.service.accounts.check(c.catalogue, user, password);
     } catch (const ServiceError& e) {
         if (e.kind() == ServiceError::Kind::Unauthorized) {
-            c.service.logins.failed(user, c.client);
+            c.service.metrics.loginFailed(c.service.logins.failed(user, c.client));
             c.service.audit->record("login-refused", user, c.client, dataSet + " reason=password");
         }
         throw;
@@ -114,7 +134,7 @@ void fill(struct soap* soap, const std::vector<std::string>& list, ns__StringArr
 }  // namespace
 
 int ns__getTavolenDataPath(struct soap* soap, char* diag, int shot, int sub, char*& path) {
-    return serve(soap, [&](Call& c) {
+    return serve(soap, "getTavolenDataPath", [&](Call& c) {
         int subshot = effectiveSubshot(sub);
         auto e = c.catalogue.find(text(diag), shot, subshot);
         if (!e) throw ServiceError("unknown " + describe(text(diag), shot, subshot), ServiceError::Kind::NotFound);
@@ -123,7 +143,7 @@ int ns__getTavolenDataPath(struct soap* soap, char* diag, int shot, int sub, cha
 }
 
 int ns__getData(struct soap* soap, char* path, int pos, int size, ns__Binary& bin) {
-    return serve(soap, [&](Call& c) {
+    return serve(soap, "getData", [&](Call& c) {
         ServiceError unknown("unknown path: " + text(path), ServiceError::Kind::NotFound);
         std::string rel = c.service.store.relative(text(path));
         if (rel.empty() || !c.catalogue.knowsFile(rel)) throw unknown;
@@ -156,11 +176,11 @@ int ns__getData(struct soap* soap, char* path, int pos, int size, ns__Binary& bi
 }
 
 int ns__getDiagnostics(struct soap* soap, ns__StringArray& diags) {
-    return serve(soap, [&](Call& c) { fill(soap, c.catalogue.names(), diags); });
+    return serve(soap, "getDiagnostics", [&](Call& c) { fill(soap, c.catalogue.names(), diags); });
 }
 
 int ns__getNumEntry(struct soap* soap, char* diag, int shot, int range, ns__NumEntryArray& ary) {
-    return serve(soap, [&](Call& c) {
+    return serve(soap, "getNumEntry", [&](Call& c) {
         if (range < 0) throw ServiceError("range " + std::to_string(range) + " is negative");
         auto rows = c.catalogue.shotCounts(text(diag), shot, static_cast<long long>(shot) + range,
                                            c.service.limits.maxResults);
@@ -175,7 +195,7 @@ int ns__getNumEntry(struct soap* soap, char* diag, int shot, int range, ns__NumE
 }
 
 int ns__getDiagEntry(struct soap* soap, ns__DiagEntryArray& ary) {
-    return serve(soap, [&](Call& c) {
+    return serve(soap, "getDiagEntry", [&](Call& c) {
         auto rows = c.catalogue.nameCounts();
         ary.__size = static_cast<int>(rows.size());
         ary.__ptr = rows.empty() ? nullptr : soap_new_ns__DiagEntry(soap, ary.__size);
@@ -188,7 +208,7 @@ int ns__getDiagEntry(struct soap* soap, ns__DiagEntryArray& ary) {
 }
 
 int ns__getTavolenInfo(struct soap* soap, char* diag, int lower, int higher, ns__TavolenInfoArray& ary) {
-    return serve(soap, [&](Call& c) {
+    return serve(soap, "getTavolenInfo", [&](Call& c) {
         CatalogueFilter filter;
         filter.names.push_back(text(diag));
         filter.lower = lower;
@@ -199,7 +219,7 @@ int ns__getTavolenInfo(struct soap* soap, char* diag, int lower, int higher, ns_
 
 int ns__listTavolenInfo(struct soap* soap, ns__StringArray diags, int lower, int higher, int subshot, char* user,
                         int limit, ns__TavolenInfoArray& ary) {
-    return serve(soap, [&](Call& c) {
+    return serve(soap, "listTavolenInfo", [&](Call& c) {
         if (diags.__size > c.service.limits.maxNames)
             throw ServiceError("more than " + std::to_string(c.service.limits.maxNames) + " data names");
         if (subshot < 0) throw ServiceError("sub-shot number " + std::to_string(subshot) + " is negative");
@@ -216,7 +236,7 @@ int ns__listTavolenInfo(struct soap* soap, ns__StringArray diags, int lower, int
 
 int ns__beginTavolenDataRegistration(struct soap* soap, char* user, char* password, bool replace,
                                      ns__TavolenInfo info, char*& session) {
-    return serve(soap, [&](Call& c) {
+    return serve(soap, "beginTavolenDataRegistration", [&](Call& c) {
         authenticate(c, text(user), text(password),
                      AuditLog::dataSet(text(info.diagnostics), info.shotno, info.subshotno));
         CatalogueEntry entry = entryFromRequest(info, text(user), c.service.limits.maxFileLength);
@@ -231,7 +251,7 @@ int ns__beginTavolenDataRegistration(struct soap* soap, char* user, char* passwo
 }
 
 int ns__putData(struct soap* soap, char* session, ns__Binary bin, int& ret) {
-    return serve(soap, [&](Call& c) {
+    return serve(soap, "putData", [&](Call& c) {
         if (bin.__size < 0 || (bin.__size > 0 && !bin.__ptr)) throw ServiceError("malformed block");
         if (bin.__size > c.service.limits.maxBlock)
             throw ServiceError("block of " + std::to_string(bin.__size) + " bytes is larger than " +
@@ -241,7 +261,7 @@ int ns__putData(struct soap* soap, char* session, ns__Binary bin, int& ret) {
 }
 
 int ns__endTavolenDataRegistration(struct soap* soap, char* session, int& ret) {
-    return serve(soap, [&](Call& c) {
+    return serve(soap, "endTavolenDataRegistration", [&](Call& c) {
         Committed done = c.service.sessions.end(text(session), c.catalogue);
         const CatalogueEntry& e = done.entry;
         c.service.audit->record(done.replaced ? "replace" : "register", e.userid, c.client,
@@ -251,14 +271,14 @@ int ns__endTavolenDataRegistration(struct soap* soap, char* session, int& ret) {
 }
 
 int ns__abortTavolenDataRegistration(struct soap* soap, char* session, int& ret) {
-    return serve(soap, [&](Call& c) {
+    return serve(soap, "abortTavolenDataRegistration", [&](Call& c) {
         c.service.sessions.abort(text(session));
         ret = 0;
     });
 }
 
 int ns__delTavolenData(struct soap* soap, char* user, char* password, char* diag, int shot, int sub, int& ret) {
-    return serve(soap, [&](Call& c) {
+    return serve(soap, "delTavolenData", [&](Call& c) {
         authenticate(c, text(user), text(password), AuditLog::dataSet(text(diag), shot, sub));
         int subshot = effectiveSubshot(sub);
         std::string rel = c.catalogue.remove(text(diag), shot, subshot, text(user));
@@ -269,19 +289,19 @@ int ns__delTavolenData(struct soap* soap, char* user, char* password, char* diag
 }
 
 int ns__getExplogColumnNames(struct soap* soap, ns__StringArray& name) {
-    return serve(soap, [&](Call& c) { fill(soap, c.service.explog.columns(), name); });
+    return serve(soap, "getExplogColumnNames", [&](Call& c) { fill(soap, c.service.explog.columns(), name); });
 }
 
 int ns__getExplogColumnValues(struct soap* soap, int shotNo, ns__StringArray& values) {
-    return serve(soap, [&](Call& c) { fill(soap, c.service.explog.row(shotNo), values); });
+    return serve(soap, "getExplogColumnValues", [&](Call& c) { fill(soap, c.service.explog.row(shotNo), values); });
 }
 
 int ns__getExplogColumnValue(struct soap* soap, int shotNo, char* name, char*& value) {
-    return serve(soap, [&](Call& c) { value = dup(soap, c.service.explog.value(shotNo, text(name))); });
+    return serve(soap, "getExplogColumnValue", [&](Call& c) { value = dup(soap, c.service.explog.value(shotNo, text(name))); });
 }
 
 int ns__changePassword(struct soap* soap, char* user, char* oldpass, char* newpass, int& ret) {
-    return serve(soap, [&](Call& c) {
+    return serve(soap, "changePassword", [&](Call& c) {
         authenticate(c, text(user), text(oldpass));
         c.service.accounts.set(c.catalogue, text(user), text(newpass));
         c.service.audit->record("password", text(user), c.client);

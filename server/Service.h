@@ -11,6 +11,7 @@
 #include "CataloguePool.h"
 #include "ExperimentLog.h"
 #include "LoginThrottle.h"
+#include "Metrics.h"
 #include "Store.h"
 #include "UploadSessions.h"
 
@@ -20,12 +21,14 @@ struct ServiceLimits {
     int maxNames = 1000;         // data names in one "ns:listTavolenInfo" filter
     std::int64_t maxFileLength = 0x7fffffff;
     int operations = 8;          // operations that run at once, each with a catalogue connection of its own
+    int passwordIterations = Accounts::kDefaultIterations;  // PBKDF2 rounds of passwords set
     LoginLimits logins;
 };
 
 struct Service {
     Service(const std::string& storeDir, UploadLimits uploads, ServiceLimits limits, ExperimentLog log)
         : store(storeDir),
+          accounts(limits.passwordIterations),
           sessions(store, uploads),
           limits(limits),
           explog(std::move(log)),
@@ -41,6 +44,7 @@ struct Service {
     CataloguePool catalogues;
     std::unique_ptr<AuditLog> audit = std::make_unique<AuditLog>();
     std::string hostname;
+    Metrics metrics;
 };
 
 // What a connection hands to the operations: the SOAP context's user pointer points to a structure
@@ -48,6 +52,9 @@ struct Service {
 struct RequestContext {
     Service* service;
     std::string client;  // the peer's address, for the login throttle and the audit trail
+    // What the operation reports for the metrics; Metrics::kNone until an operation runs.
+    int operation = Metrics::kNone;
+    Outcome outcome = Outcome::clientError;
 };
 
 #endif

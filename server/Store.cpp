@@ -1,6 +1,7 @@
 // The store directory: catalogue, staging area for uploads and the committed data files.
 #include "Store.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -123,21 +124,38 @@ void Store::discard(const std::string& relativePath) const {
     rmdir(path.substr(0, slash).c_str());
 }
 
-void Store::recover(Catalogue& catalogue) const {
+std::vector<std::string> Store::strays(Catalogue& catalogue) const {
+    std::vector<std::string> out;
     std::error_code ec;
-    for (const auto& entry : fs::directory_iterator(root_ + "/staging", ec)) fs::remove_all(entry.path(), ec);
+    for (const auto& entry : fs::directory_iterator(root_ + "/staging", ec))
+        out.push_back("staging/" + entry.path().filename().string());
 
-    auto known = catalogue.allFiles();
-    std::set<std::string> files(known.begin(), known.end()), dirs;
-    for (const auto& f : known) dirs.insert(f.substr(0, f.rfind('/')));
+    std::set<std::string> files, dirs;
+    for (const auto& e : catalogue.all()) {
+        files.insert(e.relativePath());
+        dirs.insert(e.directory);
+    }
     for (const auto& d : fs::directory_iterator(root_ + "/data", ec)) {
         std::string rel = "data/" + d.path().filename().string();
-        if (!dirs.count(rel)) {
-            fs::remove_all(d.path(), ec);
+        std::error_code inner;
+        if (!dirs.count(rel) || !d.is_directory(inner) || d.is_symlink(inner)) {
+            out.push_back(rel + (d.is_directory(inner) && !d.is_symlink(inner) ? "/" : ""));
             continue;
         }
-        std::error_code inner;
         for (const auto& f : fs::directory_iterator(d.path(), inner))
-            if (!files.count(rel + "/" + f.path().filename().string())) fs::remove_all(f.path(), inner);
+            if (!files.count(rel + "/" + f.path().filename().string()))
+                out.push_back(rel + "/" + f.path().filename().string());
     }
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+void Store::removeStray(std::string stray, std::error_code& ec) const {
+    if (!stray.empty() && stray.back() == '/') stray.pop_back();
+    fs::remove_all(absolute(stray), ec);
+}
+
+void Store::recover(Catalogue& catalogue) const {
+    std::error_code ec;
+    for (const auto& stray : strays(catalogue)) removeStray(stray, ec);
 }

@@ -3,6 +3,8 @@
 #define ANADATA_SERVER_STORE_H
 
 #include <string>
+#include <system_error>
+#include <vector>
 
 class Catalogue;
 
@@ -28,7 +30,15 @@ public:
     // Removes a committed data file and its directory; missing files are ignored.
     void discard(const std::string& relativePath) const;
 
-    // After a restart: drops every staging file and every data file that the catalogue does not know.
+    // What the store holds that no open session or catalogue row accounts for, relative to the
+    // store: staging files, and data files or directories the catalogue does not know (a directory
+    // ends in '/'). Only meaningful while no server runs on the store.
+    std::vector<std::string> strays(Catalogue& catalogue) const;
+
+    // Removes one of the strays (a directory with what it holds); ec tells whether that failed.
+    void removeStray(std::string stray, std::error_code& ec) const;
+
+    // After a restart: removes the strays.
     void recover(Catalogue& catalogue) const;
 
 private:

@@ -1,6 +1,7 @@
 // Open registration sessions: each stages its upload in a private file until it is committed or dropped.
 #include "UploadSessions.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -55,6 +56,8 @@ UploadSessions::~UploadSessions() {
 }
 
 void UploadSessions::drop(Session& s) {
+    received_ -= s.received;
+    s.received = 0;
     if (s.fd >= 0) close(s.fd);
     s.fd = -1;
     if (!s.finished) unlink(s.staging.c_str());
@@ -77,16 +80,19 @@ std::string UploadSessions::begin(const CatalogueEntry& entry, bool replace) {
     std::lock_guard<std::mutex> lock(mutex_);
     const std::string& account = entry.userid;
     Share share = accounts_.count(account) ? accounts_[account] : Share{};
-    if (static_cast<int>(sessions_.size()) >= limits_.maxSessions)
-        throw ServiceError("too many open upload sessions, try again later");
-    if (share.sessions >= limits_.maxSessionsPerAccount)
-        throw ServiceError("too many open upload sessions of account " + account + ", try again later");
     std::string bytes = std::to_string(entry.filelen) + " bytes";
+    const std::int64_t room = std::min(limits_.maxStagingBytes, limits_.maxStagingBytesPerAccount);
+    if (entry.filelen > room)  // waiting would not help
+        throw ServiceError("a file of " + bytes + " is larger than the staging space of an account (" +
+                           std::to_string(room) + " bytes)");
+    if (static_cast<int>(sessions_.size()) >= limits_.maxSessions)
+        throw ServiceError::busy("too many open upload sessions");
+    if (share.sessions >= limits_.maxSessionsPerAccount)
+        throw ServiceError::busy("too many open upload sessions of account " + account);
     if (announced_ + entry.filelen > limits_.maxStagingBytes)
-        throw ServiceError("not enough staging space for " + bytes + ", try again later");
+        throw ServiceError::busy("not enough staging space for " + bytes);
     if (share.announced + entry.filelen > limits_.maxStagingBytesPerAccount)
-        throw ServiceError("not enough staging space left to account " + account + " for " + bytes +
-                           ", try again later");
+        throw ServiceError::busy("not enough staging space left to account " + account + " for " + bytes);
     do s->key = newKey(); while (sessions_.count(s->key));
     s->staging = store_.stagingPath(s->key);
     s->fd = open(s->staging.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
@@ -136,6 +142,7 @@ std::int64_t UploadSessions::append(const std::string& key, const unsigned char*
         done += static_cast<size_t>(n);
     }
     s->received += static_cast<std::int64_t>(size);
+    received_ += static_cast<std::int64_t>(size);
     s->lastUse = Clock::now();
     return s->received;
 }
@@ -198,4 +205,9 @@ int UploadSessions::reapIdle() {
 size_t UploadSessions::openCount() {
     std::lock_guard<std::mutex> lock(mutex_);
     return sessions_.size();
+}
+
+UploadUsage UploadSessions::usage() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return {sessions_.size(), announced_, received_.load()};
 }

@@ -2,7 +2,9 @@
 #ifndef ANADATA_SERVER_UPLOADSESSIONS_H
 #define ANADATA_SERVER_UPLOADSESSIONS_H
 
+#include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -15,12 +17,20 @@ class Catalogue;
 class Store;
 
 struct UploadLimits {
-    int maxSessions = 64;
-    std::int64_t maxStagingBytes = 8LL << 30;  // sum of the announced lengths of open sessions
-    // The share of one account, so that it cannot hold every other one off: room for one largest file.
-    int maxSessionsPerAccount = 8;
-    std::int64_t maxStagingBytesPerAccount = 2LL << 30;
+    int maxSessions = 256;
+    std::int64_t maxStagingBytes = 64LL << 30;  // sum of the announced lengths of open sessions
+    // The share of one account, so that it cannot hold every other one off, yet enough for one
+    // user's parallel jobs (a tool's --jobs, a script's thread pool): 64 uploads, 8 largest files.
+    int maxSessionsPerAccount = 64;
+    std::int64_t maxStagingBytesPerAccount = 16LL << 30;
     std::chrono::seconds idleTimeout{600};
+};
+
+// What the open sessions hold, for the metrics.
+struct UploadUsage {
+    std::size_t sessions = 0;
+    std::int64_t announced = 0;  // bytes the sessions announced
+    std::int64_t received = 0;   // bytes written to their staging files so far
 };
 
 // What a session that ended well put into the catalogue.
@@ -35,7 +45,8 @@ public:
     ~UploadSessions();  // drops every open session
 
     // Opens a session for a validated entry of the account entry.userid; returns its key. Throws
-    // ServiceError when a limit, of all sessions or of the account's, is reached.
+    // ServiceError: of kind Busy when a limit, of all sessions or of the account's, is reached for
+    // now, and a plain refusal for a file larger than an account may ever stage.
     std::string begin(const CatalogueEntry& entry, bool replace);
     // Appends a block; returns the number of bytes received so far. Throws ServiceError.
     std::int64_t append(const std::string& key, const unsigned char* data, size_t size);
@@ -47,6 +58,7 @@ public:
     // Drops sessions idle for longer than the timeout; returns how many.
     int reapIdle();
     size_t openCount();
+    UploadUsage usage();
 
 private:
     struct Session;
@@ -60,6 +72,7 @@ private:
     std::mutex mutex_;
     std::map<std::string, std::shared_ptr<Session>> sessions_;
     std::int64_t announced_ = 0;
+    std::atomic<std::int64_t> received_{0};
     struct Share {
         int sessions = 0;
         std::int64_t announced = 0;

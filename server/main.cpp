@@ -1,4 +1,5 @@
 // anadata-server: the reference analysed-data service over a store directory.
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
@@ -10,6 +11,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -18,6 +20,7 @@
 #include "HttpServer.h"
 #include "Service.h"
 #include "ServiceError.h"
+#include "StoreCheck.h"
 #include "version.h"
 
 namespace {
@@ -33,6 +36,30 @@ void installSignals() {
     sigaction(SIGTERM, &sa, nullptr);
     sigaction(SIGINT, &sa, nullptr);
     signal(SIGPIPE, SIG_IGN);
+}
+
+// Descriptors: as many as the hard limit allows, up to 65536; the event loop holds what the threads,
+// upload sessions and catalogue connections leave.
+int connectionBudget(const HttpLimits& http, const UploadLimits& uploads, const ServiceLimits& limits) {
+    rlimit files{};
+    if (getrlimit(RLIMIT_NOFILE, &files) == 0) {
+        rlim_t want = files.rlim_max == RLIM_INFINITY ? 65536 : std::min<rlim_t>(files.rlim_max, 65536);
+        if (files.rlim_cur < want) {
+            files.rlim_cur = want;
+            setrlimit(RLIMIT_NOFILE, &files);
+            getrlimit(RLIMIT_NOFILE, &files);
+        }
+    }
+    long long reserve = 2LL * http.connections + uploads.maxSessions + 4LL * limits.operations + 64;
+    long long room = static_cast<long long>(std::min<rlim_t>(files.rlim_cur, 65536)) - reserve;
+    return static_cast<int>(std::max(64LL, room));
+}
+
+// Holds the store's lock file while the process runs; throws when another server holds it.
+void lockStore(const Store& store) {
+    int fd = open((store.root() + "/lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (fd < 0 || flock(fd, LOCK_EX | LOCK_NB) != 0)
+        throw std::runtime_error("store " + store.root() + " is in use by another server");
 }
 
 int addUser(const std::string& storeDir, const std::string& name) {
@@ -95,8 +122,22 @@ int main(int argc, char** argv) {
     app.add_option("--log", logPath, "Append the audit trail to this file instead of standard error");
     app.add_option("--threads", limits.operations, "Operations that run at once")
         ->capture_default_str()->check(CLI::Range(1, 256));
-    app.add_option("--connections", http.connections, "Connections served at once")
+    app.add_option("--connections", http.connections, "Requests served at once, each by a thread")
         ->capture_default_str()->check(CLI::Range(1, 4096));
+    app.add_option("--connections-per-address", http.perAddress,
+                   "Connections of one client address waiting for their request head; more are closed at once")
+        ->capture_default_str()->check(CLI::Range(1, 1000000));
+    app.add_option("--grace", http.graceSeconds, "Seconds requests in hand may take to finish after SIGTERM")
+        ->capture_default_str()->check(CLI::Range(0, 3600));
+    int metricsPort = -1;
+    app.add_option("--metrics-port", metricsPort,
+                   "Serve GET /metrics on this port (of --bind) instead of the service's port; 0 picks a free one")
+        ->check(CLI::Range(0, 65535));
+    bool checkOnly = false, repair = false;
+    app.add_flag("--check-store", checkOnly,
+                 "Check the catalogue against the data files, report and exit (the server must not be running)");
+    app.add_flag("--repair", repair, "With --check-store: remove strays and drop the entries of missing files")
+        ->needs("--check-store");
     app.add_option("--timeout", connection.ioSeconds, "Seconds any one read or write of a connection may wait")
         ->capture_default_str()->check(CLI::Range(1, 3600));
     app.add_option("--head-timeout", connection.headSeconds,
@@ -129,12 +170,14 @@ int main(int argc, char** argv) {
     try {
         if (!newUser.empty()) return addUser(storeDir, newUser);
 
+        Store probe(storeDir);
+        lockStore(probe);
+        if (checkOnly) {
+            Catalogue catalogue(probe.cataloguePath());
+            return checkStore(probe, catalogue, repair, std::cout);
+        }
         ExperimentLog log;
         if (!explogPath.empty()) log = ExperimentLog::load(explogPath);
-        Store probe(storeDir);
-        int lockFd = open((probe.root() + "/lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
-        if (lockFd < 0 || flock(lockFd, LOCK_EX | LOCK_NB) != 0)
-            throw std::runtime_error("store " + probe.root() + " is in use by another server");
         {
             Catalogue catalogue(probe.cataloguePath());
             probe.recover(catalogue);
@@ -147,13 +190,20 @@ int main(int argc, char** argv) {
         // A block travels as base64 (4/3 of its size) inside a small envelope.
         connection.maxMessage = static_cast<unsigned long long>(limits.maxBlock) * 4 / 3 + (1 << 20);
 
+        http.held = connectionBudget(http, uploads, limits);
+
         installSignals();
-        HttpServer server(service, bind, port, http, tls);
+        HttpServer server(service, bind, port, http, tls, metricsPort);
         std::printf("listening on %s\n", server.url().c_str());
+        if (metricsPort >= 0) std::printf("metrics on http://%s:%d/metrics\n", bind.c_str(), server.metricsPort());
         std::fflush(stdout);
-        Reaper reaper(service.sessions, uploads.idleTimeout);
-        server.run(stopRequested);
-        close(lockFd);
+        {
+            Reaper reaper(service.sessions, uploads.idleTimeout);
+            server.run(stopRequested);
+        }
+        // Uploads still open cannot be finished by anyone: their staging files go with them.
+        if (size_t open = service.sessions.openCount())
+            std::fprintf(stderr, "anadata-server: stopped; %zu open upload sessions dropped\n", open);
         return 0;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "anadata-server: %s\n", e.what());

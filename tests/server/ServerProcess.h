@@ -31,6 +31,15 @@ public:
         return args;
     }
 
+    // The next line of the server's standard output (at most 200 bytes), waiting at most timeoutMs.
+    std::string nextLine(int timeoutMs = 5000) {
+        std::string line;
+        char c;
+        pollfd p{out_, POLLIN, 0};
+        while (line.size() < 200 && poll(&p, 1, timeoutMs) > 0 && read(out_, &c, 1) == 1 && c != '\n') line += c;
+        return line;
+    }
+
     const std::string& url() const { return url_; }
     int port() const { return std::stoi(url_.substr(url_.rfind(':') + 1)); }
     pid_t pid() const { return pid_; }
@@ -79,11 +88,8 @@ private:
         if (pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
         pid_ = spawn(program_, args_, -1, out[1]);
         close(out[1]);
-        std::string line;
-        char c;
         out_ = out[0];  // kept open, so that later output never meets a closed pipe
-        pollfd p{out_, POLLIN, 0};
-        while (line.size() < 200 && poll(&p, 1, 20000) > 0 && read(out_, &c, 1) == 1 && c != '\n') line += c;
+        std::string line = nextLine(20000);
         const std::string prefix = "listening on ";
         if (line.compare(0, prefix.size(), prefix) != 0 || line.back() != '/') {
             kill9();

@@ -61,6 +61,12 @@ public:
         return soap_->error && code ? code : "";
     }
 
+    // What the runtime gives as the fault's detail, e.g. "<retryAfter>1</retryAfter>", or "".
+    std::string faultDetail() {
+        const char** detail = soap_faultdetail(soap_);
+        return soap_->error && detail && *detail ? *detail : "";
+    }
+
     // Calls one generated stub on this context and endpoint: call(soap_call_ns__getData, path, pos, size, bin).
     template <class Stub, class... Args>
     int call(Stub stub, Args&&... args) {

@@ -15,11 +15,19 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-// A TCP connection to 127.0.0.1:port, or -1.
-inline int connectLoopback(int port) {
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
+// A TCP connection to 127.0.0.1:port, from the loopback address source (e.g. "127.0.0.2") when
+// given; -1 when it fails.
+inline int connectLoopback(int port, const char* source = nullptr) {
+    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in a{};
     a.sin_family = AF_INET;
+    if (source) {
+        inet_pton(AF_INET, source, &a.sin_addr);
+        if (bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
+            close(fd);
+            return -1;
+        }
+    }
     a.sin_port = htons(static_cast<uint16_t>(port));
     a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0) return fd;
@@ -29,10 +37,10 @@ inline int connectLoopback(int port) {
 
 class SlowClients {
 public:
-    // count connections to 127.0.0.1:port; silent ones only connect.
-    SlowClients(int port, int count, bool silent = false) {
+    // count connections to 127.0.0.1:port, from source if given; silent ones only connect.
+    SlowClients(int port, int count, bool silent = false, const char* source = nullptr) {
         for (int i = 0; i < count; ++i)
-            if (int fd = connectLoopback(port); fd >= 0) fds_.push_back(fd);
+            if (int fd = connectLoopback(port, source); fd >= 0) fds_.push_back(fd);
         if (silent) return;
         thread_ = std::thread([this] {
             const std::string head = "POST / HTTP/1.1\r\nHost: 127.0.0.1\r\nX-Slow: ";
