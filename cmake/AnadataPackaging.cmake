@@ -120,6 +120,12 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/library)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${debian_docs}/triggers)
+# The service's system user (the systemd unit's User=) is made by the package, never removed: files
+# in /var/lib/anadata may outlive the package.
+file(COPY ${PROJECT_SOURCE_DIR}/cmake/debian-server-postinst DESTINATION ${debian_docs}/server)
+file(RENAME ${debian_docs}/server/debian-server-postinst ${debian_docs}/server/postinst)
+set(CPACK_DEBIAN_SERVER_PACKAGE_CONTROL_EXTRA ${debian_docs}/server/postinst)
+set(CPACK_DEBIAN_SERVER_PACKAGE_DEPENDS adduser)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
 set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)
