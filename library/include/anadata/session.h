@@ -55,11 +55,15 @@ struct SessionOptions {
     std::string caFile;
     // Threads that compress a registration; 0 follows the machine.
     int compressionThreads = 0;
+    // [search] limit= of the settings file: the rows a search asks for when its query gives no
+    // limit of its own, for callers that apply it (the tool does); 0: none.
+    int searchLimit = 0;
 };
 
 // Reads the settings file as the qx:: interface finds it ($CLIENT_INI2, else ~/.client2.ini, else
 // /etc/client2.ini; the first that opens wins) or the given one: account, passwd, endpoint and
-// cafile of [tserver]. Throws Error(local_io) when no file opens.
+// cafile of [tserver], limit of [search]. Throws Error(local_io) when no file opens,
+// Error(format) when limit= is not a whole number of zero or more.
 ANADATA_API SessionOptions loadSettings(const std::string& path = "");
 
 // One registered data set as the catalogue lists it.
@@ -103,9 +107,9 @@ struct FetchFileOptions {
 
 struct RegisterOptions {
     Progress progress;  // per block sent, total = the archive's size
-    // registerRecord: digits after the point in the text file sent; 6 is what AnaData::regist()
-    // writes, 16 keeps every bit of a double.
-    int precision = 6;
+    // registerRecord: digits after the point in the text file sent; 16 keeps every bit of a
+    // double, 6 is what AnaData::regist() writes.
+    int precision = 16;
 };
 
 struct BatchOptions {
