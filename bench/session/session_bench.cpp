@@ -2,7 +2,8 @@
 //  1. a shot loop: 200 data sets of 500 points, AnaData::retrieve one by one against
 //     Session::fetchMany with 16 jobs, through a proxy that delays each way by 10 ms and plain;
 //  2. one data set of 10^6 rows: AnaData::retrieve against Session::fetch (time, peak memory), and
-//     AnaData::regist against Session::registerRecord/registerFile by compression threads.
+//     AnaData::regist against Session::registerRecord/registerFile by compression threads and against
+//     `anadata put` (the whole tool run: settings, the file's check and its registration).
 // Usage: session_bench [rows (default 1000000)] [rounds (default 3)]; the runs of one comparison take
 // turns, and each comparison ends with medians and ratios.
 // Every measurement of part 2 runs in a fresh process of this program, so that its peak memory
@@ -144,6 +145,28 @@ void compare(const std::vector<std::pair<std::string, int>>& modes, const std::s
                     median(times[m]), reference / median(times[m]));
 }
 
+// `anadata put` of the large file as large 1/2 (its own name and shot, so the file goes as it is),
+// with the child's settings; true when it succeeds.
+bool runTool(const TempDir& dir, int threads) {
+#ifdef ANADATA_TOOL_PROGRAM
+    const pid_t pid = fork();
+    if (pid == 0) {
+        if (!std::freopen("/dev/null", "w", stdout)) _exit(127);
+        const std::string ini = dir.file("client.ini"), t = std::to_string(threads);
+        execl(ANADATA_TOOL_PROGRAM, "anadata", "--ini", ini.c_str(), "--threads", t.c_str(), "put",
+              std::getenv("ANADATA_BENCH_FILE"), "--subshot", "2", nullptr);
+        _exit(127);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+#else
+    (void)dir;
+    (void)threads;
+    return false;
+#endif
+}
+
 int child(const std::string& mode, const std::string& url, int threads) {
     TempDir dir;
     configure(dir, url);
@@ -158,6 +181,9 @@ int child(const std::string& mode, const std::string& url, int threads) {
     } else if (mode == "fetch") {
         qx::AnaData rec = session.fetch("large", 1, 1);
         std::printf("Session::fetch              %6.3f s (%d points)", since(start), rec.getValSize());
+    } else if (mode == "put") {
+        if (!runTool(dir, threads)) return 1;
+        std::printf("anadata put, %d thread%s      %6.3f s", threads, threads == 1 ? " " : "s", since(start));
     } else {
         qx::AnaData rec;
         std::ifstream(std::getenv("ANADATA_BENCH_FILE")) >> rec;
@@ -169,7 +195,9 @@ int child(const std::string& mode, const std::string& url, int threads) {
             qx::AnaData::regist("large", 3, 1, std::getenv("ANADATA_BENCH_FILE"), "bench", "bench");
             std::printf("AnaData::regist(file)       %6.3f s", since(ready));
         } else if (mode == "register") {
-            session.registerRecord(rec);
+            anadata::RegisterOptions six;  // the digits regist() writes, for the same text
+            six.precision = 6;
+            session.registerRecord(rec, six);
             std::printf("registerRecord, %d thread%s    %6.3f s", threads, threads == 1 ? " " : "s", since(ready));
         } else {
             session.registerFile(std::getenv("ANADATA_BENCH_FILE"), "large", 3, 1);
@@ -212,6 +240,9 @@ int main(int argc, char** argv) {
     compare({{"retrieve", 0}, {"fetch", 0}}, server.url(), rounds);
     compare({{"regist", 0}, {"register", 1}, {"register", 2}}, server.url(), rounds);
     compare({{"regist-file", 0}, {"register-file", 1}, {"register-file", 2}}, server.url(), rounds);
+#ifdef ANADATA_TOOL_PROGRAM
+    compare({{"regist", 0}, {"register-file", 2}, {"put", 2}}, server.url(), rounds);
+#endif
     for (const auto& e : anadata::Session(optionsFor(server.url())).search({{"large"}, 0, 0, 0, "", 0}))
         std::printf("archive of %s %d/%d: %lld bytes\n", e.name.c_str(), e.shot, e.subshot,
                     static_cast<long long>(e.size));

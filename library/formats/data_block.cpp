@@ -238,6 +238,7 @@ std::size_t DataBlockParser::feedStrict(const char* data, std::size_t n, bool fi
 
 void DataBlockParser::parseStrictLine(const char* first, const char* last) {
     if (last > first && last[-1] == '\r') --last;
+    if (isBlank(first, last)) throw TextFault{line, "an empty line among the rows"};
     if (keep) makeRoom();
     const auto row = static_cast<std::size_t>(rows);
     const std::size_t dimColumns = holder.dimVal.size();

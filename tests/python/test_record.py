@@ -88,14 +88,20 @@ def test_record_errors(workdir):
     tool("sample", "--dump", "t.dump")
     (workdir / "short.dump").write_bytes((workdir / "t.dump").read_bytes()[:100])
     (workdir / "bad.dat").write_text("# [Parameters]\n# Name=\n")
+    tool("sample", "s.dat")
+    (workdir / "cut.dat").write_bytes((workdir / "s.dat").read_bytes()[:-5])  # ... 2.000000e-02 cut to 2.000000e
     cases = [(lambda: anadata.read("missing.dat"), anadata.IOError, "No such file"),
              (lambda: anadata.read("."), anadata.IOError, "Is a directory"),
              (lambda: anadata.read("bad.dat"), anadata.FormatError, "^bad.dat:2: NAME parameter error$"),
              (lambda: anadata.read("short.dump"), anadata.FormatError, "truncated"),
              (lambda: anadata.read("t.dump").write("no/such/dir"), anadata.IOError, "No such file"),
              (lambda: anadata.Record("r", 1).write("empty.dat"), anadata.FormatError, "^empty.dat: ValNo Error$"),
-             (lambda: anadata.read("t.dump").write("t.dump"), anadata.IOError, "exists")]
+             (lambda: anadata.read("t.dump").write("t.dump"), anadata.IOError, "exists"),
+             (lambda: anadata.read("cut.dat"), anadata.FormatError, r"^cut.dat:\d+: the last line has no line feed"),
+             (lambda: anadata.Session("http://127.0.0.1:1/").register_file("cut.dat", "x", 1), anadata.FormatError,
+              "^cut.dat:")]
     for call, cls, message in cases:
         with pytest.raises(cls, match=message):
             call()
     assert not (workdir / "empty.dat").exists()
+    assert anadata.read("cut.dat", lenient=True).values["noise"].data[-1, -1] == 2.0
