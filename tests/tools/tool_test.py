@@ -113,6 +113,7 @@ class LocalFiles(ToolCase):
         self.assertEqual((from_text.pop("source"), from_text.pop("subshot")), ("text file " + text, None))
         self.assertEqual((from_dump.pop("source"), from_dump.pop("subshot")), ("dump file s.dump", 0))
         self.assertEqual(from_text, from_dump)
+        self.assertEqual(from_text["dimensions"][1]["unit"], "")  # written as '', read back as a blank
 
     def test_convert_round_trip_keeps_every_bit(self):
         self.expect(0, "sample", "a.dump", "--dump", "--points", "7")
@@ -351,6 +352,7 @@ class Transfer(ToolCase):
         self.assertEqual((out, err), ("registered mine.dat as tooltest 4711/3\n", ""))
         rows = self.json_of("search", "tooltest", "--json")
         self.assertEqual([(r["shot"], r["subshot"]) for r in rows], [(4711, 3)])
+        self.assertEqual(self.json_of("show", "tooltest", "4711", "3", "--json")["subshot"], 3)
         self.assertIn("#DimNo=2", rows[0]["summary"].replace(" ", ""))
         # Renamed, the record registered says the new name and shot, its numbers unchanged.
         self.expect(0, "put", "mine.dat", "--name", "tooltest2", "--shot", "12")
@@ -394,6 +396,8 @@ class Transfer(ToolCase):
         _, err = self.expect(3, "put", "p.dat", "--user", "nobody", stdin="wrong\n")
         self.assertIn("bad user name or password", err)
         self.expect(2, "put", "p.dat", "--user", "nobody", stdin="")
+        self.write("cut.dat", self.read("p.dat")[:-5])  # checked while it is sent: never registered
+        self.assertIn("cut.dat:", self.expect(4, "put", "cut.dat")[1])
         self.expect(1, "search", "refused")
 
     def test_big_transfer(self):
