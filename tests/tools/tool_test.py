@@ -170,11 +170,10 @@ class LocalFiles(ToolCase):
         for name, (text, line) in cases.items():
             self.write(name, text)
             self.assertIn(f"{name}:{line}: ", self.expect(4, "show", name)[1])
-            self.assertEqual(self.json_of("show", name, "--json", "--lenient")["values"][0]["size"], 6)
         for command in (["convert", "cut.dat", "out.dump"], ["export", "cut.dat", "--csv", "-o", "out.csv"],
                         ["put", "cut.dat"]):
             self.assertIn("cut.dat:", self.expect(4, *command)[1])
-        self.expect(0, "convert", "cut.dat", "out.dump", "--lenient")
+        self.assertEqual(self.json_of("show", "cut.dat", "--json", "--lenient")["values"][1]["max"], 2.0)
 
     def test_well_formed_hand_made_dump(self):
         self.write("ok.dump", dump_bytes([("t", "s", 2, [1.5, -2.0])], [("v", "V", 2, [float("nan"), 3.0]),
