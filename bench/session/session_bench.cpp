@@ -2,8 +2,9 @@
 //  1. a shot loop: 200 data sets of 500 points, AnaData::retrieve one by one against
 //     Session::fetchMany with 16 jobs, through a proxy that delays each way by 10 ms and plain;
 //  2. one data set of 10^6 rows: AnaData::retrieve against Session::fetch (time, peak memory), and
-//     AnaData::regist against Session::registerRecord/registerFile by compression threads and against
-//     `anadata put` (the whole tool run: settings, the file's check and its registration).
+//     AnaData::regist against Session::registerRecord/registerFile by compression threads, and
+//     AnaData::regist() against registerFile and `anadata put` (the whole tool run: settings, the
+//     file's check and its registration) of the file regist() sends, its 6 digits.
 // Usage: session_bench [rows (default 1000000)] [rounds (default 3)]; the runs of one comparison take
 // turns, and each comparison ends with medians and ratios.
 // Every measurement of part 2 runs in a fresh process of this program, so that its peak memory
@@ -145,8 +146,8 @@ void compare(const std::vector<std::pair<std::string, int>>& modes, const std::s
                     median(times[m]), reference / median(times[m]));
 }
 
-// `anadata put` of the large file as large 1/2 (its own name and shot, so the file goes as it is),
-// with the child's settings; true when it succeeds.
+// `anadata put` of the large file at 6 digits as large 1/2 (its own name and shot, so the file goes
+// as it is), with the child's settings; true when it succeeds.
 bool runTool(const TempDir& dir, int threads) {
 #ifdef ANADATA_TOOL_PROGRAM
     const pid_t pid = fork();
@@ -154,7 +155,7 @@ bool runTool(const TempDir& dir, int threads) {
         if (!std::freopen("/dev/null", "w", stdout)) _exit(127);
         const std::string ini = dir.file("client.ini"), t = std::to_string(threads);
         execl(ANADATA_TOOL_PROGRAM, "anadata", "--ini", ini.c_str(), "--threads", t.c_str(), "put",
-              std::getenv("ANADATA_BENCH_FILE"), "--subshot", "2", nullptr);
+              std::getenv("ANADATA_BENCH_FILE6"), "--subshot", "2", nullptr);
         _exit(127);
     }
     int status = 0;
@@ -183,7 +184,7 @@ int child(const std::string& mode, const std::string& url, int threads) {
         std::printf("Session::fetch              %6.3f s (%d points)", since(start), rec.getValSize());
     } else if (mode == "put") {
         if (!runTool(dir, threads)) return 1;
-        std::printf("anadata put, %d thread%s      %6.3f s", threads, threads == 1 ? " " : "s", since(start));
+        std::printf("anadata put (6 digits), %d thread%s %6.3f s", threads, threads == 1 ? " " : "s", since(start));
     } else {
         qx::AnaData rec;
         std::ifstream(std::getenv("ANADATA_BENCH_FILE")) >> rec;
@@ -200,8 +201,10 @@ int child(const std::string& mode, const std::string& url, int threads) {
             session.registerRecord(rec, six);
             std::printf("registerRecord, %d thread%s    %6.3f s", threads, threads == 1 ? " " : "s", since(ready));
         } else {
-            session.registerFile(std::getenv("ANADATA_BENCH_FILE"), "large", 3, 1);
-            std::printf("registerFile, %d thread%s      %6.3f s", threads, threads == 1 ? " " : "s", since(ready));
+            const bool six = mode == "register-file6";
+            session.registerFile(std::getenv(six ? "ANADATA_BENCH_FILE6" : "ANADATA_BENCH_FILE"), "large", 3, 1);
+            std::printf("registerFile%s, %d thread%s %s%6.3f s", six ? " (6 digits)" : "", threads,
+                        threads == 1 ? " " : "s", six ? "" : "     ", since(ready));
         }
     }
     if (const char* result = std::getenv("ANADATA_BENCH_RESULT"))  // unset when another program runs the child
@@ -223,17 +226,19 @@ int main(int argc, char** argv) {
     shotLoop(server, dir);
 
     // The large data set at full precision, registered once for the fetches and kept as a file for
-    // the registrations (AnaData::regist() itself writes the default 6 digits).
+    // the registrations, and at the 6 digits that AnaData::regist() writes.
     {
         const qx::AnaData large = makeRecord("large", 1, rows);
         std::ofstream out(dir.file("large.dat"));
         out.precision(16);
         out << large;
+        std::ofstream(dir.file("large6.dat")) << large;
         anadata::RegisterOptions full;
         full.precision = 16;
         anadata::Session(optionsFor(server.url())).registerRecord(large, full);
     }
     setenv("ANADATA_BENCH_FILE", dir.file("large.dat").c_str(), 1);
+    setenv("ANADATA_BENCH_FILE6", dir.file("large6.dat").c_str(), 1);
     std::printf("one data set of %ld rows (%.0f MB of text):\n", rows,
                 static_cast<double>(std::ifstream(dir.file("large.dat"), std::ios::ate).tellg()) / 1e6);
     setenv("ANADATA_BENCH_RESULT", dir.file("seconds").c_str(), 1);
@@ -241,7 +246,7 @@ int main(int argc, char** argv) {
     compare({{"regist", 0}, {"register", 1}, {"register", 2}}, server.url(), rounds);
     compare({{"regist-file", 0}, {"register-file", 1}, {"register-file", 2}}, server.url(), rounds);
 #ifdef ANADATA_TOOL_PROGRAM
-    compare({{"regist", 0}, {"register-file", 2}, {"put", 2}}, server.url(), rounds);
+    compare({{"regist", 0}, {"register-file6", 2}, {"put", 2}}, server.url(), rounds);
 #endif
     for (const auto& e : anadata::Session(optionsFor(server.url())).search({{"large"}, 0, 0, 0, "", 0}))
         std::printf("archive of %s %d/%d: %lld bytes\n", e.name.c_str(), e.shot, e.subshot,
