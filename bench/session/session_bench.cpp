@@ -60,6 +60,13 @@ qx::AnaData makeRecord(const char* name, int shot, long rows) {
     return rec;
 }
 
+// The large data set's name, this run's own: AnaData::regist() stages under /tmp/NAME@SHOT.dat, a
+// name every process on the machine shares. A child run by another program fetches "large".
+const char* largeName() {
+    const char* name = std::getenv("ANADATA_BENCH_NAME");
+    return name != nullptr ? name : "large";
+}
+
 anadata::SessionOptions optionsFor(const std::string& url) {
     anadata::SessionOptions o;
     o.endpoint = url;
@@ -177,10 +184,10 @@ int child(const std::string& mode, const std::string& url, int threads) {
     const auto start = Clock::now();
     auto ready = start;  // a registration is timed from when its record has been read
     if (mode == "retrieve") {
-        qx::AnaData rec = qx::AnaData::retrieve("large", 1, 1, false);
+        qx::AnaData rec = qx::AnaData::retrieve(largeName(), 1, 1, false);
         std::printf("retrieve                    %6.3f s (%d points)", since(start), rec.getValSize());
     } else if (mode == "fetch") {
-        qx::AnaData rec = session.fetch("large", 1, 1);
+        qx::AnaData rec = session.fetch(largeName(), 1, 1);
         std::printf("Session::fetch              %6.3f s (%d points)", since(start), rec.getValSize());
     } else if (mode == "put") {
         if (!runTool(dir, threads)) return 1;
@@ -193,7 +200,7 @@ int child(const std::string& mode, const std::string& url, int threads) {
             if (!rec.regist()) return 1;
             std::printf("AnaData::regist()           %6.3f s", since(ready));
         } else if (mode == "regist-file") {
-            qx::AnaData::regist("large", 3, 1, std::getenv("ANADATA_BENCH_FILE"), "bench", "bench");
+            qx::AnaData::regist(largeName(), 3, 1, std::getenv("ANADATA_BENCH_FILE"), "bench", "bench");
             std::printf("AnaData::regist(file)       %6.3f s", since(ready));
         } else if (mode == "register") {
             anadata::RegisterOptions six;  // the digits regist() writes, for the same text
@@ -202,7 +209,7 @@ int child(const std::string& mode, const std::string& url, int threads) {
             std::printf("registerRecord, %d thread%s    %6.3f s", threads, threads == 1 ? " " : "s", since(ready));
         } else {
             const bool six = mode == "register-file6";
-            session.registerFile(std::getenv(six ? "ANADATA_BENCH_FILE6" : "ANADATA_BENCH_FILE"), "large", 3, 1);
+            session.registerFile(std::getenv(six ? "ANADATA_BENCH_FILE6" : "ANADATA_BENCH_FILE"), largeName(), 3, 1);
             std::printf("registerFile%s, %d thread%s %s%6.3f s", six ? " (6 digits)" : "", threads,
                         threads == 1 ? " " : "s", six ? "" : "     ", since(ready));
         }
@@ -219,6 +226,7 @@ int main(int argc, char** argv) {
     if (argc == 5 && std::string(argv[1]) == "child") return child(argv[2], argv[3], std::atoi(argv[4]));
     const long rows = argc > 1 ? std::atol(argv[1]) : 1000000;
     const int rounds = argc > 2 ? std::atoi(argv[2]) : 3;
+    setenv("ANADATA_BENCH_NAME", ("large" + std::to_string(getpid())).c_str(), 1);
 
     TempDir dir;
     ServerProcess::runToEnd(ANADATA_SERVER_PROGRAM, {"--store", dir.file("store"), "--add-user", "bench"}, "bench\n");
@@ -228,19 +236,19 @@ int main(int argc, char** argv) {
     // The large data set at full precision, registered once for the fetches and kept as a file for
     // the registrations, and at the 6 digits that AnaData::regist() writes.
     {
-        const qx::AnaData large = makeRecord("large", 1, rows);
-        std::ofstream out(dir.file("large.dat"));
+        const qx::AnaData large = makeRecord(largeName(), 1, rows);
+        std::ofstream out(dir.file(std::string(largeName()) + ".dat"));
         out.precision(16);
         out << large;
-        std::ofstream(dir.file("large6.dat")) << large;
+        std::ofstream(dir.file(std::string(largeName()) + "-6.dat")) << large;
         anadata::RegisterOptions full;
         full.precision = 16;
         anadata::Session(optionsFor(server.url())).registerRecord(large, full);
     }
-    setenv("ANADATA_BENCH_FILE", dir.file("large.dat").c_str(), 1);
-    setenv("ANADATA_BENCH_FILE6", dir.file("large6.dat").c_str(), 1);
+    setenv("ANADATA_BENCH_FILE", dir.file(std::string(largeName()) + ".dat").c_str(), 1);
+    setenv("ANADATA_BENCH_FILE6", dir.file(std::string(largeName()) + "-6.dat").c_str(), 1);
     std::printf("one data set of %ld rows (%.0f MB of text):\n", rows,
-                static_cast<double>(std::ifstream(dir.file("large.dat"), std::ios::ate).tellg()) / 1e6);
+                static_cast<double>(std::ifstream(std::getenv("ANADATA_BENCH_FILE"), std::ios::ate).tellg()) / 1e6);
     setenv("ANADATA_BENCH_RESULT", dir.file("seconds").c_str(), 1);
     compare({{"retrieve", 0}, {"fetch", 0}}, server.url(), rounds);
     compare({{"regist", 0}, {"register", 1}, {"register", 2}}, server.url(), rounds);
@@ -248,7 +256,7 @@ int main(int argc, char** argv) {
 #ifdef ANADATA_TOOL_PROGRAM
     compare({{"regist", 0}, {"register-file6", 2}, {"put", 2}}, server.url(), rounds);
 #endif
-    for (const auto& e : anadata::Session(optionsFor(server.url())).search({{"large"}, 0, 0, 0, "", 0}))
+    for (const auto& e : anadata::Session(optionsFor(server.url())).search({{largeName()}, 0, 0, 0, "", 0}))
         std::printf("archive of %s %d/%d: %lld bytes\n", e.name.c_str(), e.shot, e.subshot,
                     static_cast<long long>(e.size));
     return 0;

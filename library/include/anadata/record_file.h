@@ -71,8 +71,8 @@ ANADATA_API qx::AnaData readRecord(const std::string& path, const ReadOptions& o
 // that readRecord would refuse is refused alike.
 ANADATA_API qx::AnaData readRecordHeader(const std::string& path);
 
-// Checks that readRecord would accept the file, without keeping its numbers: a text file is read
-// in one pass with memory independent of its size. Throws as readRecord.
+// Checks that readRecord would accept the file, in one pass. The strict reading of a text file keeps
+// none of its numbers, so memory does not grow with the file. Throws as readRecord.
 ANADATA_API void checkRecordFile(const std::string& path, const ReadOptions& options = {});
 
 // Writes the record to path in options.format. Throws Error(local_io) when path exists and
