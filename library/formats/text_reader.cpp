@@ -168,7 +168,7 @@ bool readTextRecord(std::istream& is, AnaData& rec, const TextReading& how) {
                            how.strict ? &rows : nullptr);
     streamDataBlock(is, parser, knownBytes);
     if (how.strict) parser.checkRowCount();
-    if (!how.keepNumbers) return true;
+    if (how.strict && !how.keepNumbers) return true;
     parser.finish(work, header.dimNames, header.dimUnits, header.valNames, header.valUnits);
     rec = work;
     return true;
