@@ -7,7 +7,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include <CLI/CLI.hpp>
 
@@ -26,27 +25,22 @@ namespace tool {
 namespace {
 
 // The check of a file that is sent as it is: read as readRecord would read it, on a thread of its
-// own while the file is uploaded, when the client mostly waits for the service, so that it costs
-// no pass of its own.
+// own beside the compression, so that it costs no pass before it.
 class FileCheck {
 public:
-    FileCheck(std::string file, bool lenient) : file_(std::move(file)), lenient_(lenient) {}
+    FileCheck(const std::string& file, bool lenient)
+        : done_(std::async(std::launch::async, [file, lenient] {
+                    anadata::ReadOptions read;
+                    read.lenient = lenient;
+                    anadata::checkRecordFile(file, read);
+                }).share()) {}
 
-    void start() {
-        if (!started()) done_ = std::async(std::launch::async, [this] { run(); }).share();
-    }
-    bool started() const { return done_.valid(); }
     void wait() const { done_.wait(); }
-    // Throws what the check found, once it is over (running it here when it has not started).
-    void result() const {
-        if (started())
-            done_.get();
-        else
-            run();
-    }
+    // Throws what the check found, once it is over.
+    void result() const { done_.get(); }
     // True once the check is over and has refused the file.
     bool refused() const {
-        if (!started() || done_.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return false;
+        if (done_.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return false;
         try {
             done_.get();
             return false;
@@ -56,32 +50,23 @@ public:
     }
 
 private:
-    void run() const {
-        anadata::ReadOptions read;
-        read.lenient = lenient_;
-        anadata::checkRecordFile(file_, read);
-    }
-
-    std::string file_;
-    bool lenient_;
     std::shared_future<void> done_;
 };
 
-// Registers the file while it is checked. The check starts with the upload (the archive is made by
-// then) and the registration waits for it at its last block: a file the check refuses is never
-// registered, the upload is cancelled and the check's error thrown instead.
+// Registers the file while it is checked. The registration waits for the check at its last block:
+// a file the check refuses is never registered, the upload is cancelled and the check's error
+// thrown instead (as it is in place of any other failure of the registration).
 void registerChecked(const anadata::Session& session, const std::string& file, const DataSetName& name,
-                     FileCheck& check, anadata::RegisterOptions options) {
+                     const FileCheck& check, anadata::RegisterOptions options) {
     const anadata::Progress report = options.progress;
     options.progress = [&](std::uint64_t done, std::uint64_t total) {
-        check.start();
         if (done >= total) check.wait();
         return !check.refused() && (!report || report(done, total));
     };
     try {
         session.registerFile(file, name.diag, name.shot, name.subshot, options);
     } catch (const anadata::Error&) {
-        if (check.started()) check.result();
+        check.result();
         throw;
     }
     check.result();
