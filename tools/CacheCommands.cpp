@@ -43,17 +43,15 @@ std::string humanBytes(std::uint64_t bytes) {
 // What the cache holds, after what an upkeep call removed when there was one.
 void report(const anadata::CacheInfo& info, const anadata::CacheInfo* removed, bool json) {
     if (json) {
-        JsonWriter out(std::cout);
-        out.beginObject();
-        out.key("directory").value(info.directory);
-        out.key("entries").value(static_cast<long long>(info.entries));
-        out.key("bytes").value(static_cast<long long>(info.bytes));
-        out.key("max_bytes").value(static_cast<long long>(info.maxBytes));
+        Json out = {{"directory", info.directory},
+                    {"entries", info.entries},
+                    {"bytes", info.bytes},
+                    {"max_bytes", info.maxBytes}};
         if (removed != nullptr) {
-            out.key("removed_entries").value(static_cast<long long>(removed->entries));
-            out.key("removed_bytes").value(static_cast<long long>(removed->bytes));
+            out["removed_entries"] = removed->entries;
+            out["removed_bytes"] = removed->bytes;
         }
-        out.endObject();
+        printJson(out);
         return;
     }
     if (removed != nullptr)

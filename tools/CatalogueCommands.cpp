@@ -48,26 +48,22 @@ void addSearch(CLI::App& app, const GlobalOptions& globals) {
         query.names = o->diags;
         query.subshot = o->subshot;
         query.user = o->user;
-        query.limit = o->limit >= 0 ? o->limit : configuredSearchLimit(globals);
+        query.limit = o->limit >= 0 ? o->limit : session.options().searchLimit;
         const std::vector<anadata::Entry> rows = serviceCall("search", [&] { return session.search(query); });
         if (o->json) {
-            JsonWriter json(std::cout);
-            json.beginArray();
-            for (const anadata::Entry& row : rows) {
-                json.beginObject();
-                json.key("name").value(row.name);
-                json.key("shot").value(row.shot);
-                json.key("subshot").value(row.subshot);
-                json.key("size").value(static_cast<long long>(row.size));
-                json.key("date").value(row.filedate);
-                json.key("user").value(row.user);
-                json.key("server").value(row.server);
-                json.key("directory").value(row.directory);
-                json.key("filename").value(row.filename);
-                json.key("summary").value(row.summary);
-                json.endObject();
-            }
-            json.endArray();
+            Json list = Json::array();
+            for (const anadata::Entry& row : rows)
+                list.push_back({{"name", row.name},
+                                {"shot", row.shot},
+                                {"subshot", row.subshot},
+                                {"size", row.size},
+                                {"date", row.filedate},
+                                {"user", row.user},
+                                {"server", row.server},
+                                {"directory", row.directory},
+                                {"filename", row.filename},
+                                {"summary", row.summary}});
+            printJson(list);
         } else if (!rows.empty()) {
             std::size_t width = 4;
             for (const anadata::Entry& row : rows) width = std::max(width, row.name.size());
@@ -90,15 +86,9 @@ void addList(CLI::App& app, const GlobalOptions& globals) {
         const anadata::Session session = openSession(globals);
         const std::vector<anadata::NameCount> entries = serviceCall("list", [&] { return session.counts(); });
         if (*json) {
-            JsonWriter out(std::cout);
-            out.beginArray();
-            for (const anadata::NameCount& e : entries) {
-                out.beginObject();
-                out.key("name").value(e.name);
-                out.key("entries").value(e.entries);
-                out.endObject();
-            }
-            out.endArray();
+            Json list = Json::array();
+            for (const anadata::NameCount& e : entries) list.push_back({{"name", e.name}, {"entries", e.entries}});
+            printJson(list);
             return;
         }
         std::size_t width = 4;
@@ -139,20 +129,16 @@ void addExplog(CLI::App& app, const GlobalOptions& globals) {
         });
         if (o->columns) {
             if (o->json) {
-                JsonWriter json(std::cout);
-                json.beginArray();
-                for (const std::string& n : names) json.value(n);
-                json.endArray();
+                printJson(names);
             } else {
                 for (const std::string& n : names) std::cout << n << '\n';
             }
             return;
         }
         if (o->json) {
-            JsonWriter json(std::cout);
-            json.beginObject();
-            for (std::size_t i = 0; i < names.size() && i < values.size(); ++i) json.key(names[i]).value(values[i]);
-            json.endObject();
+            Json row = Json::object();
+            for (std::size_t i = 0; i < names.size() && i < values.size(); ++i) row[names[i]] = values[i];
+            printJson(row);
         } else if (!o->column.empty()) {
             std::cout << values.front() << '\n';
         } else {
@@ -171,9 +157,9 @@ void addPasswd(CLI::App& app, const GlobalOptions& globals) {
     cmd->callback([&globals, user] {
         const anadata::Session session = openSession(globals, *user, true);
         const std::string account = session.options().account;
-        const std::string newPass = readSecret("new password for " + account + ": ");
+        const std::string newPass = readSecret("new password for " + account + ": ", "passwd: no new password given");
         if (newPass.empty()) throw ToolError(exitUsage, "passwd: the new password is empty");
-        if (readSecret("new password again: ") != newPass)
+        if (readSecret("new password again: ", "passwd: the new password is not confirmed: give it twice") != newPass)
             throw ToolError(exitUsage, "passwd: the two new passwords differ");
         serviceCall("passwd " + account + ": password not changed", [&] { session.changePassword(newPass); });
         std::cout << "password of " << account << " changed; update passwd= in the settings file\n";

@@ -2,6 +2,7 @@
 #include "Commands.h"
 
 #include <charconv>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -18,10 +19,6 @@
 namespace tool {
 
 namespace {
-
-bool endsWith(const std::string& text, const std::string& suffix) {
-    return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
-}
 
 // A CSV field, quoted when it holds a separator, a quote or a line break.
 std::string csvField(const std::string& text) {
@@ -64,7 +61,7 @@ void addExportCommand(CLI::App& app, const GlobalOptions& globals) {
     struct Options {
         std::vector<std::string> args;
         std::string output;
-        bool csv = false, npy = false, force = false;
+        bool csv = false, npy = false, force = false, lenient = false;
     };
     auto o = std::make_shared<Options>();
     CLI::App* cmd = app.add_subcommand(
@@ -77,15 +74,17 @@ void addExportCommand(CLI::App& app, const GlobalOptions& globals) {
         ->excludes(csv);
     cmd->add_option("-o,--output", o->output, "File to write")->required();
     cmd->add_flag("--force", o->force, "Replace OUT if it exists");
+    cmd->add_flag("--lenient", o->lenient, lenientHelp);
     cmd->callback([&globals, o] {
         if (!o->csv && !o->npy) throw ToolError(exitUsage, "export: give --csv or --npy");
-        const bool npz = endsWith(o->output, ".npz");
-        if (o->npy && !npz && !endsWith(o->output, ".npy"))
+        const std::filesystem::path extension = std::filesystem::path(o->output).extension();
+        const bool npz = extension == ".npz";
+        if (o->npy && !npz && extension != ".npy")
             throw ToolError(exitUsage, "export --npy: OUT must end in .npy (one table) or .npz (one array per column)");
         qx::AnaData record;
         std::string source;
         if (o->args.size() == 1) {
-            record = loadRecord(o->args.front()).record;
+            record = loadRecord(o->args.front(), o->lenient).record;
             source = o->args.front();
         } else {
             std::optional<std::string> subshot;

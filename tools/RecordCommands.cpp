@@ -1,6 +1,7 @@
 // The subcommands that work on data files: show, convert and sample.
 #include "Commands.h"
 
+#include <charconv>
 #include <cmath>
 #include <iostream>
 #include <memory>
@@ -49,8 +50,22 @@ std::vector<std::string> commentLines(const std::string& comment) {
     return lines;
 }
 
-const char* formatName(FileFormat format) {
-    return format == FileFormat::text ? "text" : "dump";
+const char* formatName(anadata::FileFormat format) {
+    return format == anadata::FileFormat::text ? "text" : "dump";
+}
+
+// The shortest text that reads back as the same double ("nan", "inf", "-inf" for those).
+std::string shortestNumber(double value) {
+    if (std::isnan(value)) return "nan";
+    if (std::isinf(value)) return value < 0 ? "-inf" : "inf";
+    char buffer[64];
+    return std::string(buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr);
+}
+
+// A column's first or last coordinate; null when it has none.
+Json endPoint(const double* data, int size, bool last) {
+    if (size <= 0 || data == nullptr) return nullptr;
+    return data[last ? size - 1 : 0];
 }
 
 // The text format carries no sub-shot number, so only a dump or the service can tell it.
@@ -60,48 +75,36 @@ struct Shown {
     int subshot = -1;  // -1: unknown
 };
 
-void printJson(const Shown& shown) {
+void showJson(const Shown& shown) {
     const qx::AnaData& rec = shown.rec;
-    JsonWriter json(std::cout);
-    json.beginObject();
-    json.key("source").value(shown.source);
-    json.key("name").value(rec.getDiagnostics());
-    json.key("shot").value(rec.getShotNo());
-    json.key("subshot");
-    shown.subshot >= 0 ? json.value(shown.subshot) : json.null();
-    json.key("date").value(rec.getDate());
-    json.key("comment").value(rec.getComment());
-    json.key("dimensions").beginArray();
+    Json dims = Json::array(), values = Json::array();
     for (int i = 0; i < rec.getDimNo(); ++i) {
         const int size = rec.getDimSize(i);
-        const double* data = rec.getDimData(i);
-        json.beginObject();
-        json.key("name").value(rec.getDimName(i));
-        json.key("unit").value(rec.getDimUnit(i));
-        json.key("size").value(size);
-        json.key("first");
-        size > 0 && data ? json.value(data[0]) : json.null();
-        json.key("last");
-        size > 0 && data ? json.value(data[size - 1]) : json.null();
-        json.endObject();
+        dims.push_back({{"name", rec.getDimName(i)},
+                        {"unit", unitText(rec.getDimUnit(i))},
+                        {"size", size},
+                        {"first", endPoint(rec.getDimData(i), size, false)},
+                        {"last", endPoint(rec.getDimData(i), size, true)}});
     }
-    json.endArray();
-    json.key("values").beginArray();
     for (int i = 0; i < rec.getValNo(); ++i) {
         const Range range = finiteRange(rec.getValData(i), rec.getValSize());
-        json.beginObject();
-        json.key("name").value(rec.getValName(i));
-        json.key("unit").value(rec.getValUnit(i));
-        json.key("size").value(rec.getValSize());
-        json.key("min").value(range.low);
-        json.key("max").value(range.high);
-        json.endObject();
+        values.push_back({{"name", rec.getValName(i)},
+                          {"unit", unitText(rec.getValUnit(i))},
+                          {"size", rec.getValSize()},
+                          {"min", range.low},
+                          {"max", range.high}});
     }
-    json.endArray();
-    json.endObject();
+    printJson({{"source", shown.source},
+               {"name", rec.getDiagnostics()},
+               {"shot", rec.getShotNo()},
+               {"subshot", shown.subshot >= 0 ? Json(shown.subshot) : Json(nullptr)},
+               {"date", rec.getDate()},
+               {"comment", rec.getComment()},
+               {"dimensions", dims},
+               {"values", values}});
 }
 
-void printText(const Shown& shown) {
+void showText(const Shown& shown) {
     const qx::AnaData& rec = shown.rec;
     std::ostream& out = std::cout;
     out << "source:   " << shown.source << '\n';
@@ -116,15 +119,15 @@ void printText(const Shown& shown) {
     for (int i = 0; i < rec.getDimNo(); ++i) width = std::max(width, std::string(rec.getDimName(i)).size());
     for (int i = 0; i < rec.getValNo(); ++i) width = std::max(width, std::string(rec.getValName(i)).size());
     std::size_t unitWidth = 2;
-    for (int i = 0; i < rec.getDimNo(); ++i) unitWidth = std::max(unitWidth, std::string(rec.getDimUnit(i)).size() + 2);
-    for (int i = 0; i < rec.getValNo(); ++i) unitWidth = std::max(unitWidth, std::string(rec.getValUnit(i)).size() + 2);
+    for (int i = 0; i < rec.getDimNo(); ++i) unitWidth = std::max(unitWidth, unitText(rec.getDimUnit(i)).size() + 2);
+    for (int i = 0; i < rec.getValNo(); ++i) unitWidth = std::max(unitWidth, unitText(rec.getValUnit(i)).size() + 2);
 
     out << "dimensions: " << rec.getDimNo() << '\n';
     for (int i = 0; i < rec.getDimNo(); ++i) {
         const int size = rec.getDimSize(i);
         const double* data = rec.getDimData(i);
         out << "  " << padded(rec.getDimName(i), width) << "  "
-            << padded(std::string("[") + rec.getDimUnit(i) + "]", unitWidth) << "  " << size << " points";
+            << padded("[" + unitText(rec.getDimUnit(i)) + "]", unitWidth) << "  " << size << " points";
         if (size > 0 && data) out << "  " << shortestNumber(data[0]) << " .. " << shortestNumber(data[size - 1]);
         out << '\n';
     }
@@ -132,7 +135,7 @@ void printText(const Shown& shown) {
     for (int i = 0; i < rec.getValNo(); ++i) {
         const Range range = finiteRange(rec.getValData(i), rec.getValSize());
         out << "  " << padded(rec.getValName(i), width) << "  "
-            << padded(std::string("[") + rec.getValUnit(i) + "]", unitWidth) << "  ";
+            << padded("[" + unitText(rec.getValUnit(i)) + "]", unitWidth) << "  ";
         if (std::isnan(range.low))
             out << "no finite values";
         else
@@ -144,37 +147,39 @@ void printText(const Shown& shown) {
 void addShow(CLI::App& app, const GlobalOptions& globals) {
     auto args = std::make_shared<std::vector<std::string>>();
     auto json = std::make_shared<bool>(false);
+    auto lenient = std::make_shared<bool>(false);
     CLI::App* cmd = app.add_subcommand("show", "Show the record in a data file (text or dump), or fetch one and show it");
     cmd->add_option("FILE|DIAG SHOT [SUBSHOT]", *args, "A data file, or a data set on the service")
         ->required()
         ->expected(1, 3);
     cmd->add_flag("--json", *json, "Write JSON for scripts");
-    cmd->callback([&globals, args, json] {
+    cmd->add_flag("--lenient", *lenient, lenientHelp);
+    cmd->callback([&globals, args, json, lenient] {
         Shown shown;
         if (args->size() == 1) {
-            LoadedRecord loaded = loadRecord(args->front());
+            LoadedRecord loaded = loadRecord(args->front(), *lenient);
             shown.rec = loaded.record;
             shown.source = std::string(formatName(loaded.format)) + " file " + args->front();
-            if (loaded.format == FileFormat::dump) shown.subshot = loaded.record.getSubNo();
+            if (loaded.format == anadata::FileFormat::dump) shown.subshot = loaded.record.getSubNo();
         } else {
             std::optional<std::string> subshot;
             if (args->size() == 3) subshot = (*args)[2];
             const DataSetName name = dataSetFrom((*args)[0], (*args)[1], subshot);
             shown.rec = fetchRecord(globals, "show", name);
             shown.source = "service " + name.text();
-            shown.subshot = name.subshot;
+            shown.subshot = shown.rec.getSubNo();
         }
         if (*json)
-            printJson(shown);
+            showJson(shown);
         else
-            printText(shown);
+            showText(shown);
     });
 }
 
 void addConvert(CLI::App& app) {
     struct Options {
         std::string in, out;
-        bool text = false, dump = false, force = false;
+        bool text = false, dump = false, force = false, lenient = false;
         int precision = 16;
     };
     auto o = std::make_shared<Options>();
@@ -187,8 +192,10 @@ void addConvert(CLI::App& app) {
         ->check(CLI::Range(0, 40))
         ->capture_default_str();
     cmd->add_flag("--force", o->force, "Replace OUT if it exists");
+    cmd->add_flag("--lenient", o->lenient, lenientHelp);
     cmd->callback([o] {
-        LoadedRecord loaded = loadRecord(o->in);
+        using anadata::FileFormat;
+        LoadedRecord loaded = loadRecord(o->in, o->lenient);
         FileFormat target = loaded.format == FileFormat::text ? FileFormat::dump : FileFormat::text;
         if (o->text) target = FileFormat::text;
         if (o->dump) target = FileFormat::dump;
@@ -240,8 +247,8 @@ void addSample(CLI::App& app) {
     cmd->add_flag("--dump", o->dump, "Write the dump format instead of text");
     cmd->add_flag("--force", o->force, "Replace FILE if it exists");
     cmd->callback([o] {
-        saveRecord(sampleRecord(o->name, o->shot, o->points), o->file, o->dump ? FileFormat::dump : FileFormat::text,
-                   o->force, 6);
+        saveRecord(sampleRecord(o->name, o->shot, o->points), o->file,
+                   o->dump ? anadata::FileFormat::dump : anadata::FileFormat::text, o->force, 6);
         std::cout << "wrote " << o->file << " (" << o->name << ", shot " << o->shot << ")\n";
     });
 }

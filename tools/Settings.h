@@ -17,9 +17,6 @@ namespace tool {
 // can be had.
 anadata::Session openSession(const GlobalOptions& globals, const std::string& user = "", bool credentials = false);
 
-// The [search] limit= of the same settings file; 0 when it gives none.
-int configuredSearchLimit(const GlobalOptions& globals);
-
 }  // namespace tool
 
 #endif

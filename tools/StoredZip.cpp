@@ -6,22 +6,24 @@
 #include <zlib.h>
 
 #include "ToolError.h"
+#include "zip_format.h"
 
 namespace tool {
 
+namespace zf = anadata::detail::zipformat;
+
 namespace {
 
-constexpr std::uint64_t formatLimit = 0xffffffffu;  // beyond this the sizes need zip64
-constexpr std::uint16_t version = 20;               // 2.0, what plain stored entries need
-constexpr std::uint16_t dosDate = (0 << 9) | (1 << 5) | 1;  // 1980-01-01
-
 void le16(std::string& out, std::uint16_t v) {
-    out += static_cast<char>(v & 0xff);
-    out += static_cast<char>(v >> 8);
+    unsigned char bytes[2];
+    zf::put16(bytes, v);
+    out.append(reinterpret_cast<const char*>(bytes), 2);
 }
 
 void le32(std::string& out, std::uint32_t v) {
-    for (int shift = 0; shift < 32; shift += 8) out += static_cast<char>((v >> shift) & 0xff);
+    unsigned char bytes[4];
+    zf::put32(bytes, v);
+    out.append(reinterpret_cast<const char*>(bytes), 4);
 }
 
 [[noreturn]] void tooLarge() {
@@ -50,18 +52,18 @@ void StoredZip::add(const std::string& name, const std::function<void(const Byte
             done += slice;
         }
     });
-    if (size > formatLimit || written_ + 30 + name.size() + size > formatLimit) tooLarge();
+    if (size > zf::maxSize || written_ + zf::localHeaderSize + name.size() + size > zf::maxSize) tooLarge();
     entry.crc = static_cast<std::uint32_t>(crc);
     entry.size = static_cast<std::uint32_t>(size);
     entry.offset = static_cast<std::uint32_t>(written_);
 
     std::string header;
-    le32(header, 0x04034b50);
-    le16(header, version);
+    le32(header, zf::localSignature);
+    le16(header, zf::versionNeeded);
     le16(header, 0);  // flags
-    le16(header, 0);  // stored
-    le16(header, 0);  // time
-    le16(header, dosDate);
+    le16(header, zf::methodStored);
+    le16(header, zf::dosTime);
+    le16(header, zf::dosDate);
     le32(header, entry.crc);
     le32(header, entry.size);
     le32(header, entry.size);
@@ -79,13 +81,13 @@ void StoredZip::add(const std::string& name, const std::function<void(const Byte
 void StoredZip::finish() {
     std::string directory;
     for (const Entry& e : entries_) {
-        le32(directory, 0x02014b50);
-        le16(directory, version);  // made by
-        le16(directory, version);  // needed
-        le16(directory, 0);
-        le16(directory, 0);
-        le16(directory, 0);
-        le16(directory, dosDate);
+        le32(directory, zf::centralSignature);
+        le16(directory, zf::versionNeeded);  // made by
+        le16(directory, zf::versionNeeded);
+        le16(directory, 0);  // flags
+        le16(directory, zf::methodStored);
+        le16(directory, zf::dosTime);
+        le16(directory, zf::dosDate);
         le32(directory, e.crc);
         le32(directory, e.size);
         le32(directory, e.size);
@@ -98,11 +100,11 @@ void StoredZip::finish() {
         le32(directory, e.offset);
         directory += e.name;
     }
-    if (written_ + directory.size() + 22 > formatLimit) tooLarge();
+    if (written_ + directory.size() + zf::endRecordSize > zf::maxSize) tooLarge();
     const std::uint64_t start = written_;
     put(directory);
     std::string end;
-    le32(end, 0x06054b50);
+    le32(end, zf::endSignature);
     le16(end, 0);
     le16(end, 0);
     le16(end, static_cast<std::uint16_t>(entries_.size()));

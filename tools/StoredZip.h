@@ -13,8 +13,8 @@ namespace tool {
 // Receives the bytes of one entry.
 using ByteSink = std::function<void(const char* data, std::size_t size)>;
 
-// Entries and archive stay below 4 GiB and 65535 entries (no zip64). Entries are dated
-// 1980-01-01, so the same content makes the same archive.
+// Entries and archive stay below 4 GiB and 65535 entries (no zip64). Entries carry the fixed
+// time stamp of the library's own archives, so the same content makes the same archive.
 class StoredZip {
 public:
     explicit StoredZip(std::ostream& out) : out_(out) {}

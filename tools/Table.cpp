@@ -3,26 +3,16 @@
 
 #include <climits>
 
+#include "Columns.h"
 #include "ToolError.h"
 
 namespace tool {
-
-namespace {
-
-// The text format writes an empty unit as a blank; either way there is none.
-std::string trimmed(const std::string& text) {
-    const auto first = text.find_first_not_of(' ');
-    if (first == std::string::npos) return "";
-    return text.substr(first, text.find_last_not_of(' ') - first + 1);
-}
-
-}  // namespace
 
 Table::Table(const qx::AnaData& record, const std::string& what) {
     if (record.getValNo() == 0) throw ToolError(exitFile, what + ": the record has no value columns");
     for (int i = 0; i < record.getDimNo(); ++i) {
         const int size = record.getDimSize(i);
-        dimensions_.push_back({record.getDimName(i), trimmed(record.getDimUnit(i)), record.getDimData(i)});
+        dimensions_.push_back({record.getDimName(i), unitText(record.getDimUnit(i)), record.getDimData(i)});
         shape_.push_back(size > 0 ? static_cast<std::size_t>(size) : 0);
         // The value columns hold the grid, so a grid larger than an int cannot be theirs.
         rows_ = rows_ * shape_.back() <= static_cast<std::size_t>(INT_MAX) ? rows_ * shape_.back() : 0;
@@ -31,7 +21,7 @@ Table::Table(const qx::AnaData& record, const std::string& what) {
     if (rows_ != static_cast<std::size_t>(record.getValSize()))
         throw ToolError(exitFile, what + ": the value columns do not match the grid of the dimensions");
     for (int i = 0; i < record.getValNo(); ++i) {
-        values_.push_back({record.getValName(i), trimmed(record.getValUnit(i)), record.getValData(i)});
+        values_.push_back({record.getValName(i), unitText(record.getValUnit(i)), record.getValData(i)});
         if (rows_ > 0 && values_.back().data == nullptr)
             throw ToolError(exitFile, what + ": value column " + values_.back().name + " holds no numbers");
     }

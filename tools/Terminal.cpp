@@ -12,7 +12,7 @@
 
 namespace tool {
 
-std::string readSecret(const std::string& prompt) {
+std::string readSecret(const std::string& prompt, const std::string& missing) {
     // Scripts that pipe the secret in get no prompt, so their standard error stays clean.
     const bool terminal = isatty(0) == 1;
     if (terminal) std::cerr << prompt << std::flush;
@@ -31,7 +31,7 @@ std::string readSecret(const std::string& prompt) {
         tcsetattr(0, TCSAFLUSH, &saved);
         std::cerr << '\n';
     }
-    if (!got) throw ToolError(exitUsage, "no password given (end of input)");
+    if (!got) throw ToolError(exitUsage, missing + " (end of input)");
     if (!line.empty() && line.back() == '\r') line.pop_back();
     return line;
 }

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include <anadata/session.h>
+#include <anadata/error.h>
 
 #include "Interrupts.h"
 
@@ -60,6 +60,14 @@ inline int exitStatusOf(anadata::ErrorCode code) {
         break;
     }
     return exitService;
+}
+
+// The error line of a library error: its message, and for a refused certificate what to do.
+inline std::string errorLine(const anadata::Error& e) {
+    std::string line = oneLine(e.what());
+    if (e.code() == anadata::ErrorCode::certificate)
+        line += " (set cafile= in the [tserver] section of the settings to the CA bundle that signed the service)";
+    return line;
 }
 
 // Runs a session call; an error it throws keeps its code and gets `what` (the subcommand and

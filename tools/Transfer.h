@@ -16,7 +16,8 @@ struct DataSetName {
     std::string diag;
     int shot = 0;
     int subshot = 1;
-    std::string text() const;  // "DIAG SHOT/SUBSHOT" for messages
+    std::string text() const;      // "DIAG SHOT/SUBSHOT" for messages
+    std::string fileName() const;  // "DIAG@SHOT.dat", "DIAG@SHOT-SUBSHOT.dat" for a sub-shot other than 1
 };
 
 // The data set named by command-line words; SUBSHOT defaults to 1 and 0 stands for 1.
@@ -32,8 +33,8 @@ struct ShotRange {
 // comes after its last.
 ShotRange parseShots(const std::string& text, const std::string& option);
 
-// Fetches the data set into memory (with a progress bar, cancelled by an interrupt) and checks
-// that it is complete. Errors name `command` and the data set.
+// Fetches the data set into memory (with a progress bar, cancelled by an interrupt). Errors name
+// `command` and the data set.
 qx::AnaData fetchRecord(const GlobalOptions& globals, const std::string& command, const DataSetName& name);
 
 // Parses a decimal int (the whole text). Throws ToolError (exitUsage) naming `what`.

@@ -1,14 +1,15 @@
-// The subcommands that move data sets: get (one data set or a shot range), put and rm.
+// The subcommands that fetch and delete data sets: get (one data set or a shot range) and rm.
 #include "Commands.h"
 #include "Transfer.h"
 
-#include <charconv>
+#include <atomic>
+#include <filesystem>
 #include <iostream>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <thread>
 #include <vector>
-
-#include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
 
@@ -16,79 +17,21 @@
 
 #include "Interrupts.h"
 #include "Progress.h"
-#include "RecordFiles.h"
 #include "Settings.h"
 #include "ToolError.h"
 
 namespace tool {
 
-std::string DataSetName::text() const {
-    return diag + " " + std::to_string(shot) + "/" + std::to_string(subshot);
-}
-
-int parseInt(const std::string& text, const std::string& what) {
-    int value = 0;
-    const char* end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, value);
-    if (text.empty() || result.ec != std::errc() || result.ptr != end)
-        throw ToolError(exitUsage, what + ": not a whole number: " + text);
-    return value;
-}
-
-DataSetName dataSetFrom(const std::string& diag, const std::string& shot, const std::optional<std::string>& subshot) {
-    DataSetName name;
-    name.diag = diag;
-    name.shot = parseInt(shot, "SHOT");
-    if (name.shot <= 0) throw ToolError(exitUsage, "SHOT: must be positive: " + shot);
-    if (subshot) {
-        name.subshot = parseInt(*subshot, "SUBSHOT");
-        if (name.subshot < 0) throw ToolError(exitUsage, "SUBSHOT: must not be negative: " + *subshot);
-        if (name.subshot == 0) name.subshot = 1;  // the service files sub-shot 0 as 1
-    }
-    return name;
-}
-
-ShotRange parseShots(const std::string& text, const std::string& option) {
-    ShotRange range;
-    const auto dash = text.find('-');
-    if (dash == std::string::npos) {
-        range.first = range.last = parseInt(text, option);
-    } else {
-        const std::string from = text.substr(0, dash), to = text.substr(dash + 1);
-        range.first = from.empty() ? 0 : parseInt(from, option + " FROM");
-        range.last = to.empty() ? 0 : parseInt(to, option + " TO");
-    }
-    if (range.first < 0 || range.last < 0) throw ToolError(exitUsage, option + ": shot numbers are positive: " + text);
-    if (range.first > 0 && range.last > 0 && range.first > range.last)
-        throw ToolError(exitUsage, option + ": the first shot comes after the last: " + text);
-    return range;
-}
-
-qx::AnaData fetchRecord(const GlobalOptions& globals, const std::string& command, const DataSetName& name) {
-    const anadata::Session session = openSession(globals);
-    const std::string what = command + " " + name.text();
-    qx::AnaData record;
-    {
-        ProgressBar bar(what, ProgressBar::Unit::bytes);
-        const CancelOnInterrupt cancel;
-        record = serviceCall(what, [&] { return session.fetch(name.diag, name.shot, name.subshot, bar.callback()); });
-    }
-    checkComplete(record, what);
-    return record;
-}
-
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr int maxBatch = 100000;  // shots of one get --shots
 
 long long fileSize(const std::string& path) {
-    struct stat info;
-    return stat(path.c_str(), &info) == 0 ? static_cast<long long>(info.st_size) : 0;
-}
-
-bool isDirectory(const std::string& path) {
-    struct stat info;
-    return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    std::error_code error;
+    const auto size = fs::file_size(path, error);
+    return error ? 0 : static_cast<long long>(size);
 }
 
 // A path as the user wrote it: the "./" the tool put in front for the current directory goes.
@@ -120,6 +63,9 @@ void getOne(const GlobalOptions& globals, const GetOptions& o) {
     const DataSetName name = dataSetFrom(o.diag, *o.shot, o.subshot);
     const anadata::Session session = openSession(globals);
     const std::string what = "get " + name.text();
+    // A directory is joined to the file name with a slash of its own.
+    std::string output = o.output.empty() ? "." : o.output;
+    while (output.size() > 1 && output.back() == '/') output.pop_back();
     std::string path;
     {
         ProgressBar bar(what, ProgressBar::Unit::bytes);
@@ -128,51 +74,91 @@ void getOne(const GlobalOptions& globals, const GetOptions& o) {
         options.overwrite = o.force;
         options.progress = bar.callback();
         const CancelOnInterrupt cancel;
-        path = serviceCall(what, [&] {
-            return session.fetchFile(name.diag, name.shot, name.subshot, o.output.empty() ? "." : o.output, options);
-        });
+        path = serviceCall(what, [&] { return session.fetchFile(name.diag, name.shot, name.subshot, output, options); });
     }
     std::cout << "fetched " << name.text() << " -> " << shownPath(path, o.output.empty()) << " (" << fileSize(path)
               << " bytes)\n";
 }
 
-// One file per shot; a shot that fails does not stop the others. Every failure is a line; the
-// last one goes to main() with the status: a missing shot's 1 unless another failure has its own.
+struct ShotFile {
+    std::string path;
+    std::optional<anadata::Error> error;
+};
+
+// Fetches every shot into dir under its own name (DataSetName::fileName), `jobs` at a time, so
+// that data sets registered from files of one name never collide. A failed shot does not stop the
+// others; an interrupt stops them all.
+std::vector<ShotFile> fetchShotFiles(const anadata::Session& session, const GetOptions& o,
+                                     const std::vector<int>& shots, int subshot, const std::string& dir) {
+    const std::string what = "get " + o.diag + " " + o.shots;
+    std::vector<ShotFile> files(shots.size());
+    anadata::FetchFileOptions options;
+    options.keepArchive = o.zip;
+    options.overwrite = o.force;
+    options.progress = [](std::uint64_t, std::uint64_t) { return !interrupted(); };
+    ProgressBar bar(what, ProgressBar::Unit::items);
+    const anadata::Progress report = bar.callback();
+    std::mutex reportMutex;
+    std::size_t finished = 0;
+    std::atomic<std::size_t> next{0};
+    const CancelOnInterrupt cancel;
+    auto work = [&] {
+        for (std::size_t i; !interrupted() && (i = next++) < shots.size();) {
+            const DataSetName name{o.diag, shots[i], subshot};
+            const fs::path target = fs::path(dir) / (name.fileName() + (o.zip ? ".zip" : ""));
+            try {
+                files[i].path = session.fetchFile(name.diag, name.shot, name.subshot, target.string(), options);
+            } catch (const anadata::Error& e) {
+                files[i].error = e;
+            } catch (const std::exception& e) {
+                files[i].error = anadata::Error(anadata::ErrorCode::local_io, e.what());
+            }
+            const std::lock_guard<std::mutex> lock(reportMutex);
+            report(++finished, shots.size());
+        }
+    };
+    std::vector<std::thread> pool;
+    for (std::size_t t = 1; t < std::min<std::size_t>(static_cast<std::size_t>(o.jobs), shots.size()); ++t)
+        pool.emplace_back(work);
+    work();
+    for (std::thread& t : pool) t.join();
+    if (interrupted()) throw anadata::Error(anadata::ErrorCode::cancelled, what + ": cancelled");
+    return files;
+}
+
+// One file per shot in -o DIR, made when missing. Every failure is a line; the last one goes to
+// main() with the status: a missing shot's 1 unless another failure has its own.
 void getShots(const GlobalOptions& globals, const GetOptions& o) {
     const ShotRange range = parseShots(o.shots, "--shots");
     if (range.first == 0 || range.last == 0) throw ToolError(exitUsage, "--shots: give both ends FROM-TO: " + o.shots);
     if (range.last - range.first >= maxBatch)
         throw ToolError(exitUsage, "--shots: at most " + std::to_string(maxBatch) + " shots at once: " + o.shots);
     const std::string dir = o.output.empty() ? "." : o.output;
-    if (!isDirectory(dir)) throw ToolError(exitFile, "get --shots: " + dir + " is not a directory (-o DIR)");
+    std::error_code error;
+    fs::create_directories(dir, error);
+    if (!fs::is_directory(dir))
+        throw ToolError(exitFile, "get --shots: " + dir + " is not a directory and cannot be made (-o DIR)" +
+                                      (error ? ": " + error.message() : ""));
     const int subshot = o.batchSubshot == 0 ? 1 : o.batchSubshot;
     std::vector<int> shots;
     for (int shot = range.first; shot <= range.last; ++shot) shots.push_back(shot);
 
     const anadata::Session session = openSession(globals);
-    const std::string what = "get " + o.diag + " " + o.shots;
-    std::vector<anadata::FetchOutcome> outcomes;
-    {
-        ProgressBar bar(what, ProgressBar::Unit::items);
-        anadata::BatchOptions options;
-        options.jobs = o.jobs;
-        options.progress = bar.callback();
-        const CancelOnInterrupt cancel;
-        outcomes = serviceCall(what, [&] { return session.fetchFiles(o.diag, shots, subshot, dir, options); });
-    }
+    const std::vector<ShotFile> files = fetchShotFiles(session, o, shots, subshot, dir);
     std::vector<std::string> failures;
     std::vector<int> missing;
     int status = exitOk;
-    for (const anadata::FetchOutcome& out : outcomes) {
-        const DataSetName name{o.diag, out.shot, subshot};
-        if (out.ok()) {
-            std::cout << "fetched " << name.text() << " -> " << shownPath(out.path, o.output.empty()) << " ("
-                      << fileSize(out.path) << " bytes)\n";
-        } else if (out.error->code() == anadata::ErrorCode::not_found) {
-            missing.push_back(out.shot);
+    for (std::size_t i = 0; i < shots.size(); ++i) {
+        const DataSetName name{o.diag, shots[i], subshot};
+        const ShotFile& file = files[i];
+        if (!file.error) {
+            std::cout << "fetched " << name.text() << " -> " << shownPath(file.path, o.output.empty()) << " ("
+                      << fileSize(file.path) << " bytes)\n";
+        } else if (file.error->code() == anadata::ErrorCode::not_found) {
+            missing.push_back(shots[i]);
         } else {
-            failures.push_back("get " + name.text() + ": " + oneLine(out.error->what()));
-            if (status == exitOk) status = exitStatusOf(out.error->code());
+            failures.push_back("get " + name.text() + ": " + errorLine(*file.error));
+            if (status == exitOk) status = exitStatusOf(file.error->code());
         }
     }
     if (!missing.empty()) {
@@ -193,7 +179,9 @@ void addGet(CLI::App& app, const GlobalOptions& globals) {
     cmd->add_option("DIAG", o->diag, "Data name")->required();
     auto* shot = cmd->add_option("SHOT", o->shot, "Shot number");
     auto* subshot = cmd->add_option("SUBSHOT", o->subshot, "Sub-shot number (default 1)");
-    auto* shots = cmd->add_option("--shots", o->shots, "Every shot FROM-TO, into the directory -o DIR (default: here)")
+    auto* shots = cmd->add_option("--shots", o->shots,
+                                  "Every shot FROM-TO into the directory -o DIR (default: here, made when missing), "
+                                  "each as DIAG@SHOT.dat (DIAG@SHOT-SUBSHOT.dat for a sub-shot other than 1)")
                       ->excludes(shot)
                       ->excludes(subshot);
     cmd->add_option("--subshot", o->batchSubshot, "Sub-shot number with --shots")
@@ -206,59 +194,12 @@ void addGet(CLI::App& app, const GlobalOptions& globals) {
         ->check(CLI::Range(1, 64));
     cmd->add_option("-o,--output", o->output,
                     "File to write, or a directory to write into (default: the service's file name here)");
-    cmd->add_flag("--zip", o->zip, "Keep the zip archive as it travelled instead of extracting it")->excludes(shots);
-    cmd->add_flag("--force", o->force, "Replace the output file if it exists")->excludes(shots);
+    cmd->add_flag("--zip", o->zip, "Keep the zip archive as it travelled instead of extracting it (a .zip name)");
+    cmd->add_flag("--force", o->force, "Replace an output file that exists");
     cmd->callback([&globals, o] {
         if (!o->shots.empty()) return getShots(globals, *o);
         if (!o->shot) throw ToolError(exitUsage, "get: give SHOT or --shots FROM-TO");
         getOne(globals, *o);
-    });
-}
-
-void addPut(CLI::App& app, const GlobalOptions& globals) {
-    struct Options {
-        std::string file, user, diag;
-        int shot = 0, subshot = 1;
-    };
-    auto o = std::make_shared<Options>();
-    CLI::App* cmd = app.add_subcommand("put", "Register a text data file with the service (replacing an earlier one)");
-    cmd->add_option("FILE", o->file, "Data file in the text format")->required();
-    cmd->add_option("--user", o->user, "Account to register with (its password is asked for)");
-    cmd->add_option("--name", o->diag, "Data name (default: the file's Name)");
-    cmd->add_option("--shot", o->shot, "Shot number (default: the file's ShotNo)")->check(CLI::PositiveNumber);
-    cmd->add_option("--subshot", o->subshot, "Sub-shot number")->capture_default_str()->check(CLI::NonNegativeNumber);
-    cmd->callback([&globals, o] {
-        LoadedRecord loaded = loadRecord(o->file);
-        if (loaded.format != FileFormat::text)
-            throw ToolError(exitFile, "put " + o->file + ": a dump cannot be registered; convert it first "
-                                      "(anadata convert " + o->file + " OUT --text)");
-        DataSetName name;
-        name.diag = o->diag.empty() ? loaded.record.getDiagnostics() : o->diag;
-        name.shot = o->shot > 0 ? o->shot : loaded.record.getShotNo();
-        name.subshot = o->subshot == 0 ? 1 : o->subshot;
-        if (name.diag.empty()) throw ToolError(exitUsage, "put " + o->file + ": the file has no Name (give --name)");
-        if (name.shot <= 0) throw ToolError(exitUsage, "put " + o->file + ": the file's ShotNo is not positive (give --shot)");
-        // A file sent as it is would still say its own Name and ShotNo; renamed, the record
-        // goes instead, its numbers written with every bit.
-        const bool renamed = name.diag != loaded.record.getDiagnostics() || name.shot != loaded.record.getShotNo();
-
-        const anadata::Session session = openSession(globals, o->user, true);
-        const std::string what = "put " + o->file + " as " + name.text();
-        {
-            ProgressBar bar("put " + o->file, ProgressBar::Unit::bytes);
-            anadata::RegisterOptions options;
-            options.progress = bar.callback();
-            const CancelOnInterrupt cancel;
-            serviceCall(what, [&] {
-                if (!renamed) return session.registerFile(o->file, name.diag, name.shot, name.subshot, options);
-                loaded.record.setDiagnostics(name.diag.c_str());
-                loaded.record.setShotNo(name.shot);
-                loaded.record.setSubNo(name.subshot);
-                options.precision = 16;
-                session.registerRecord(loaded.record, options);
-            });
-        }
-        std::cout << "registered " << o->file << " as " << name.text() << '\n';
     });
 }
 
@@ -285,7 +226,7 @@ void addRm(CLI::App& app, const GlobalOptions& globals) {
 
 void addTransferCommands(CLI::App& app, const GlobalOptions& globals) {
     addGet(app, globals);
-    addPut(app, globals);
+    addPutCommand(app, globals);
     addRm(app, globals);
 }
 

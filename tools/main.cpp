@@ -1,5 +1,6 @@
 // anadata: look at data files and move data sets to and from the analysed-data service.
 #include <iostream>
+#include <memory>
 #include <new>
 
 #include <CLI/CLI.hpp>
@@ -13,6 +14,16 @@
 #include "ToolError.h"
 
 namespace {
+
+// CLI11 writes "(3x)" after a positional that takes several words; the names here say how many.
+class UsageFormatter : public CLI::Formatter {
+public:
+    std::string make_option_usage(const CLI::Option* opt) const override {
+        std::string usage = make_option_name(opt, true);
+        if (opt->get_expected_max() >= CLI::detail::expected_max_vector_size) usage += "...";
+        return opt->get_required() ? usage : "[" + usage + "]";
+    }
+};
 
 // The first word that is neither an option nor the value of --ini: the intended subcommand.
 std::string firstWord(int argc, char** argv) {
@@ -36,6 +47,7 @@ int main(int argc, char** argv) {
                  "Exit status: 0 success, 1 not found, 2 usage error, 3 service or network failure, "
                  "4 local file error, 130 interrupted.",
                  "anadata"};
+    app.formatter(std::make_shared<UsageFormatter>());  // before the subcommands, which take it over
     app.fallthrough();
     app.require_subcommand(0, 1);
     app.set_version_flag("--version", anadata_version(), "Print the library's version and exit");
@@ -66,7 +78,7 @@ int main(int argc, char** argv) {
         std::cerr << "anadata: " << tool::oneLine(e.what()) << '\n';
         return e.status();
     } catch (const anadata::Error& e) {
-        std::cerr << "anadata: " << tool::oneLine(e.what()) << '\n';
+        std::cerr << "anadata: " << tool::errorLine(e) << '\n';
         return tool::exitStatusOf(e.code());
     } catch (const qx::clsException& e) {
         std::cerr << "anadata: " << tool::oneLine(e.getMessage()) << '\n';

@@ -2,7 +2,9 @@
 //  1. a shot loop: 200 data sets of 500 points, AnaData::retrieve one by one against
 //     Session::fetchMany with 16 jobs, through a proxy that delays each way by 10 ms and plain;
 //  2. one data set of 10^6 rows: AnaData::retrieve against Session::fetch (time, peak memory), and
-//     AnaData::regist against Session::registerRecord/registerFile by compression threads.
+//     AnaData::regist against Session::registerRecord/registerFile by compression threads, and
+//     AnaData::regist() against registerFile and `anadata put` (the whole tool run: settings, the
+//     file's check and its registration) of the file regist() sends, its 6 digits.
 // Usage: session_bench [rows (default 1000000)] [rounds (default 3)]; the runs of one comparison take
 // turns, and each comparison ends with medians and ratios.
 // Every measurement of part 2 runs in a fresh process of this program, so that its peak memory
@@ -56,6 +58,13 @@ qx::AnaData makeRecord(const char* name, int shot, long rows) {
     rec.setVal(0, "signal", "V", static_cast<int>(signal.size()), signal.data());
     rec.setVal(1, "noise", "V", static_cast<int>(noise.size()), noise.data());
     return rec;
+}
+
+// The large data set's name, this run's own: AnaData::regist() stages under /tmp/NAME@SHOT.dat, a
+// name every process on the machine shares. A child run by another program fetches "large".
+const char* largeName() {
+    const char* name = std::getenv("ANADATA_BENCH_NAME");
+    return name != nullptr ? name : "large";
 }
 
 anadata::SessionOptions optionsFor(const std::string& url) {
@@ -144,6 +153,28 @@ void compare(const std::vector<std::pair<std::string, int>>& modes, const std::s
                     median(times[m]), reference / median(times[m]));
 }
 
+// `anadata put` of the large file at 6 digits as large 1/2 (its own name and shot, so the file goes
+// as it is), with the child's settings; true when it succeeds.
+bool runTool(const TempDir& dir, int threads) {
+#ifdef ANADATA_TOOL_PROGRAM
+    const pid_t pid = fork();
+    if (pid == 0) {
+        if (!std::freopen("/dev/null", "w", stdout)) _exit(127);
+        const std::string ini = dir.file("client.ini"), t = std::to_string(threads);
+        execl(ANADATA_TOOL_PROGRAM, "anadata", "--ini", ini.c_str(), "--threads", t.c_str(), "put",
+              std::getenv("ANADATA_BENCH_FILE6"), "--subshot", "2", nullptr);
+        _exit(127);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+#else
+    (void)dir;
+    (void)threads;
+    return false;
+#endif
+}
+
 int child(const std::string& mode, const std::string& url, int threads) {
     TempDir dir;
     configure(dir, url);
@@ -153,11 +184,14 @@ int child(const std::string& mode, const std::string& url, int threads) {
     const auto start = Clock::now();
     auto ready = start;  // a registration is timed from when its record has been read
     if (mode == "retrieve") {
-        qx::AnaData rec = qx::AnaData::retrieve("large", 1, 1, false);
+        qx::AnaData rec = qx::AnaData::retrieve(largeName(), 1, 1, false);
         std::printf("retrieve                    %6.3f s (%d points)", since(start), rec.getValSize());
     } else if (mode == "fetch") {
-        qx::AnaData rec = session.fetch("large", 1, 1);
+        qx::AnaData rec = session.fetch(largeName(), 1, 1);
         std::printf("Session::fetch              %6.3f s (%d points)", since(start), rec.getValSize());
+    } else if (mode == "put") {
+        if (!runTool(dir, threads)) return 1;
+        std::printf("anadata put (6 digits), %d thread%s %6.3f s", threads, threads == 1 ? " " : "s", since(start));
     } else {
         qx::AnaData rec;
         std::ifstream(std::getenv("ANADATA_BENCH_FILE")) >> rec;
@@ -166,14 +200,18 @@ int child(const std::string& mode, const std::string& url, int threads) {
             if (!rec.regist()) return 1;
             std::printf("AnaData::regist()           %6.3f s", since(ready));
         } else if (mode == "regist-file") {
-            qx::AnaData::regist("large", 3, 1, std::getenv("ANADATA_BENCH_FILE"), "bench", "bench");
+            qx::AnaData::regist(largeName(), 3, 1, std::getenv("ANADATA_BENCH_FILE"), "bench", "bench");
             std::printf("AnaData::regist(file)       %6.3f s", since(ready));
         } else if (mode == "register") {
-            session.registerRecord(rec);
+            anadata::RegisterOptions six;  // the digits regist() writes, for the same text
+            six.precision = 6;
+            session.registerRecord(rec, six);
             std::printf("registerRecord, %d thread%s    %6.3f s", threads, threads == 1 ? " " : "s", since(ready));
         } else {
-            session.registerFile(std::getenv("ANADATA_BENCH_FILE"), "large", 3, 1);
-            std::printf("registerFile, %d thread%s      %6.3f s", threads, threads == 1 ? " " : "s", since(ready));
+            const bool six = mode == "register-file6";
+            session.registerFile(std::getenv(six ? "ANADATA_BENCH_FILE6" : "ANADATA_BENCH_FILE"), largeName(), 3, 1);
+            std::printf("registerFile%s, %d thread%s %s%6.3f s", six ? " (6 digits)" : "", threads,
+                        threads == 1 ? " " : "s", six ? "" : "     ", since(ready));
         }
     }
     if (const char* result = std::getenv("ANADATA_BENCH_RESULT"))  // unset when another program runs the child
@@ -188,6 +226,7 @@ int main(int argc, char** argv) {
     if (argc == 5 && std::string(argv[1]) == "child") return child(argv[2], argv[3], std::atoi(argv[4]));
     const long rows = argc > 1 ? std::atol(argv[1]) : 1000000;
     const int rounds = argc > 2 ? std::atoi(argv[2]) : 3;
+    setenv("ANADATA_BENCH_NAME", ("large" + std::to_string(getpid())).c_str(), 1);
 
     TempDir dir;
     ServerProcess::runToEnd(ANADATA_SERVER_PROGRAM, {"--store", dir.file("store"), "--add-user", "bench"}, "bench\n");
@@ -195,24 +234,29 @@ int main(int argc, char** argv) {
     shotLoop(server, dir);
 
     // The large data set at full precision, registered once for the fetches and kept as a file for
-    // the registrations (AnaData::regist() itself writes the default 6 digits).
+    // the registrations, and at the 6 digits that AnaData::regist() writes.
     {
-        const qx::AnaData large = makeRecord("large", 1, rows);
-        std::ofstream out(dir.file("large.dat"));
+        const qx::AnaData large = makeRecord(largeName(), 1, rows);
+        std::ofstream out(dir.file(std::string(largeName()) + ".dat"));
         out.precision(16);
         out << large;
+        std::ofstream(dir.file(std::string(largeName()) + "-6.dat")) << large;
         anadata::RegisterOptions full;
         full.precision = 16;
         anadata::Session(optionsFor(server.url())).registerRecord(large, full);
     }
-    setenv("ANADATA_BENCH_FILE", dir.file("large.dat").c_str(), 1);
+    setenv("ANADATA_BENCH_FILE", dir.file(std::string(largeName()) + ".dat").c_str(), 1);
+    setenv("ANADATA_BENCH_FILE6", dir.file(std::string(largeName()) + "-6.dat").c_str(), 1);
     std::printf("one data set of %ld rows (%.0f MB of text):\n", rows,
-                static_cast<double>(std::ifstream(dir.file("large.dat"), std::ios::ate).tellg()) / 1e6);
+                static_cast<double>(std::ifstream(std::getenv("ANADATA_BENCH_FILE"), std::ios::ate).tellg()) / 1e6);
     setenv("ANADATA_BENCH_RESULT", dir.file("seconds").c_str(), 1);
     compare({{"retrieve", 0}, {"fetch", 0}}, server.url(), rounds);
     compare({{"regist", 0}, {"register", 1}, {"register", 2}}, server.url(), rounds);
     compare({{"regist-file", 0}, {"register-file", 1}, {"register-file", 2}}, server.url(), rounds);
-    for (const auto& e : anadata::Session(optionsFor(server.url())).search({{"large"}, 0, 0, 0, "", 0}))
+#ifdef ANADATA_TOOL_PROGRAM
+    compare({{"regist", 0}, {"register-file6", 2}, {"put", 2}}, server.url(), rounds);
+#endif
+    for (const auto& e : anadata::Session(optionsFor(server.url())).search({{largeName()}, 0, 0, 0, "", 0}))
         std::printf("archive of %s %d/%d: %lld bytes\n", e.name.c_str(), e.shot, e.subshot,
                     static_cast<long long>(e.size));
     return 0;

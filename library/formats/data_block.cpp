@@ -37,11 +37,35 @@ inline double parsePiece(const char* p, const char* last, const char** end) {
     return parseNumber(p, *end, &next);
 }
 
+bool isBlank(const char* first, const char* last) {
+    for (; first < last; ++first)
+        if (*first != ' ' && *first != '\t' && *first != '\r') return false;
+    return true;
+}
+
+// The piece [first, last) as one number with nothing but blanks around it, read as atof does.
+double wholeNumber(const char* first, const char* last, std::int64_t line, std::size_t column) {
+    const char* end = first;
+    const double value = parseNumber(first, last, &end);
+    if (end == first || !isBlank(end, last)) {
+        while (first < last && *first == ' ') ++first;
+        const std::size_t shown = std::min<std::size_t>(static_cast<std::size_t>(last - first), 40);
+        throw TextFault{line, "column " + std::to_string(column + 1) + " is not a number: '" +
+                                  std::string(first, shown) + "'"};
+    }
+    return value;
+}
+
 }  // namespace
 
 DataBlockParser::DataBlockParser(const std::vector<int>& sizes, std::size_t dimColumns, std::size_t valColumns,
-                                 std::int64_t knownBytes)
-    : sizes(sizes), total(1), impossible(false) {
+                                 std::int64_t knownBytes, const StrictRows* strictRows)
+    : sizes(sizes),
+      total(1),
+      impossible(false),
+      strict(strictRows != nullptr),
+      keep(strictRows == nullptr || strictRows->keepNumbers),
+      line(strictRows != nullptr ? strictRows->firstLine : 0) {
     for (int size : sizes) {
         if (size < 0 || total * size > INT_MAX) {
             impossible = true;
@@ -61,6 +85,10 @@ DataBlockParser::DataBlockParser(const std::vector<int>& sizes, std::size_t dimC
     holder.dimVal.assign(dimColumns, 0.0);
     pendingFirst.assign(dimColumns, nullptr);
     pendingLast.assign(dimColumns, nullptr);
+    if (!keep) {
+        scratch.assign(valColumns, 0.0);
+        return;
+    }
 
     // Text of known length holds at least `total` bytes here: size every column once.
     const std::size_t start = knownBytes >= 0 ? static_cast<std::size_t>(total)
@@ -95,6 +123,7 @@ void DataBlockParser::grow(Column& column) {
 }
 
 std::size_t DataBlockParser::feed(const char* data, std::size_t n, bool final) {
+    if (strict) return feedStrict(data, n, final);
     std::size_t pos = 0;
     while (pos < n && !complete() && !impossible) {
         const char* first = data + pos;
@@ -117,13 +146,16 @@ void DataBlockParser::resolveCoordinate(std::size_t d) {
     pendingFirst[d] = nullptr;
 }
 
+void DataBlockParser::makeRoom() {
+    if (static_cast<std::size_t>(rows) < valueCapacity) return;
+    for (Column& column : values) grow(column);
+    for (std::size_t v = 0; v < values.size(); ++v) columnStarts[v] = values[v].data.get();
+    valueCapacity = std::min<std::size_t>(static_cast<std::size_t>(total), valueCapacity * 2 + 1);
+}
+
 void DataBlockParser::parseLine(const char* first, const char* last) {
     const auto row = static_cast<std::size_t>(rows);
-    if (row >= valueCapacity) {
-        for (Column& column : values) grow(column);
-        for (std::size_t v = 0; v < values.size(); ++v) columnStarts[v] = values[v].data.get();
-        valueCapacity = std::min<std::size_t>(static_cast<std::size_t>(total), valueCapacity * 2 + 1);
-    }
+    makeRoom();
     // Locals, so that the opaque from_chars call does not force the members to be reloaded.
     const std::size_t dimColumns = holder.dimVal.size();
     const std::size_t valColumns = values.size();
@@ -162,7 +194,7 @@ void DataBlockParser::parseLine(const char* first, const char* last) {
 }
 
 void DataBlockParser::storeRow() {
-    for (std::size_t d = 0; d < coordinates.size(); ++d) {
+    for (std::size_t d = 0; keep && d < coordinates.size(); ++d) {
         if (rows == nextCoordinateRow[d] && coordinatesTaken[d] < sizes[d]) {
             if (d < pendingFirst.size()) resolveCoordinate(d);
             const double coordinate = d < holder.dimVal.size() ? holder.dimVal[d] : 0.0;
@@ -181,6 +213,63 @@ void DataBlockParser::storeRow() {
         }
     }
     ++rows;
+}
+
+std::size_t DataBlockParser::feedStrict(const char* data, std::size_t n, bool final) {
+    std::size_t pos = 0;
+    while (pos < n && !impossible) {
+        const char* first = data + pos;
+        const char* newline = static_cast<const char*>(std::memchr(first, '\n', n - pos));
+        if (newline == nullptr) {
+            if (!final) break;
+            throw TextFault{line, "the last line has no line feed: the file is cut short"};
+        }
+        if (!complete()) {
+            parseStrictLine(first, newline);
+            storeRow();
+        } else if (!isBlank(first, newline)) {
+            throw TextFault{line, "a row more than the grid's " + std::to_string(total)};
+        }
+        ++line;
+        pos = static_cast<std::size_t>(newline - data) + 1;
+    }
+    return pos;
+}
+
+void DataBlockParser::parseStrictLine(const char* first, const char* last) {
+    if (last > first && last[-1] == '\r') --last;
+    if (isBlank(first, last)) throw TextFault{line, "an empty line among the rows"};
+    if (keep) makeRoom();
+    const auto row = static_cast<std::size_t>(rows);
+    const std::size_t dimColumns = holder.dimVal.size();
+    const std::size_t columns = dimColumns + (keep ? values.size() : scratch.size());
+    std::size_t c = 0;
+    for (const char* p = first;; ++c) {
+        const char* comma = static_cast<const char*>(std::memchr(p, ',', static_cast<std::size_t>(last - p)));
+        const char* end = comma != nullptr ? comma : last;
+        if (c == columns) {
+            const auto pieces = c + 1 + static_cast<std::size_t>(std::count(end, last, ','));
+            throw TextFault{line, std::to_string(pieces) + " numbers in a row of " + std::to_string(columns)};
+        }
+        const double value = wholeNumber(p, end, line, c);
+        if (c < dimColumns)
+            holder.dimVal[c] = value;
+        else if (keep)
+            columnStarts[c - dimColumns][row] = value;
+        else
+            scratch[c - dimColumns] = value;
+        if (comma == nullptr) break;
+        p = comma + 1;
+    }
+    if (c + 1 < columns)
+        throw TextFault{line, std::to_string(c + 1) + " numbers in a row of " + std::to_string(columns)};
+}
+
+void DataBlockParser::checkRowCount() const {
+    if (impossible) throw TextFault{line, "the DimSize line gives a grid that the file cannot hold"};
+    if (rows < total)
+        throw TextFault{line, "the data end after " + std::to_string(rows) + " of the grid's " +
+                                  std::to_string(total) + " rows: the file is cut short"};
 }
 
 void DataBlockParser::finish(AnaData& rec, const std::vector<std::string>& dimNames,

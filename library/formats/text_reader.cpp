@@ -7,9 +7,9 @@
 #include <limits>
 #include <vector>
 
-#include "data_block.h"
 #include "record_access.h"
 #include "stream_budget.h"
+#include "text_reading.h"
 
 namespace qx {
 
@@ -27,6 +27,8 @@ struct Header {
     std::vector<std::string> dimUnits;
     std::vector<std::string> valNames;
     std::vector<std::string> valUnits;
+    // Where the lines behind each check were (0: none), for the strict reading's faults.
+    std::int64_t nameLine = 0, shotLine = 0, dateLine = 0, dimLine = 0, valLine = 0;
 };
 
 bool has(const std::string& line, const char* key) { return strstri(line.c_str(), key) != nullptr; }
@@ -35,17 +37,21 @@ bool isMarker(const std::string& line) { return has(line, "[DATA]") || has(line,
 
 // The first key found anywhere in the line decides; "SHOTNO" is tested before "SUBSHOTNO"
 // and so also claims the sub-shot line, which the writer never produces.
-void takeHeaderLine(Header& header, const std::string& line) {
+void takeHeaderLine(Header& header, const std::string& line, std::int64_t number) {
     if (has(line, " NAME")) {
         header.name = pickup(line, true);
+        header.nameLine = number;
     } else if (has(line, "SHOTNO")) {
         header.shotNo = std::atoi(pickup(line, true).c_str());
+        header.shotLine = number;
     } else if (has(line, "SUBSHOTNO")) {
         header.subNo = std::atoi(pickup(line, true).c_str());
     } else if (has(line, "DATE")) {
         header.date = pickup(line, true);
+        header.dateLine = number;
     } else if (has(line, "DIMNO")) {
         header.dimCount = std::atoi(pickup(line, true).c_str());
+        header.dimLine = number;
     } else if (has(line, "DIMNAME")) {
         header.dimNames = pickup_strings(line);
     } else if (has(line, "DIMSIZE")) {
@@ -54,6 +60,7 @@ void takeHeaderLine(Header& header, const std::string& line) {
         header.dimUnits = pickup_strings(line);
     } else if (has(line, "VALNO")) {
         header.valCount = std::atoi(pickup(line, true).c_str());
+        header.valLine = number;
     } else if (has(line, "VALNAME")) {
         header.valNames = pickup_strings(line);
     } else if (has(line, "VALUNIT")) {
@@ -61,19 +68,31 @@ void takeHeaderLine(Header& header, const std::string& line) {
     }
 }
 
-void validate(const Header& header) {
-    if (header.name.empty()) throw AnaDataException("NAME parameter error");
-    if (header.shotNo == 0) throw AnaDataException("ShotNo parameter error");
-    if (header.date.empty()) throw AnaDataException("Date parameter error");
+// The first check the header fails, in the reader's order: its message and the line of the key
+// behind it (0 when there was none); no message when it passes.
+std::pair<const char*, std::int64_t> firstFault(const Header& header) {
+    if (header.name.empty()) return {"NAME parameter error", header.nameLine};
+    if (header.shotNo == 0) return {"ShotNo parameter error", header.shotLine};
+    if (header.date.empty()) return {"Date parameter error", header.dateLine};
     const auto dims = static_cast<std::size_t>(header.dimCount);
     if (header.dimCount < 1 || header.dimNames.size() != dims || header.dimUnits.size() != dims ||
         header.sizes.size() != dims) {
-        throw AnaDataException("DimNo Error");
+        return {"DimNo Error", header.dimLine};
     }
     const auto vals = static_cast<std::size_t>(header.valCount);
     if (header.valCount < 1 || header.valNames.size() != vals || header.valUnits.size() != vals) {
-        throw AnaDataException("ValNo Error");
+        return {"ValNo Error", header.valLine};
     }
+    return {nullptr, 0};
+}
+
+// Throws the header's first fault: the strict reading names the key's line, or the line that
+// ended the header when the key is missing.
+void validate(const Header& header, bool strict, std::int64_t endLine) {
+    const auto [message, line] = firstFault(header);
+    if (message == nullptr) return;
+    if (strict) throw TextFault{line > 0 ? line : endLine, message};
+    throw AnaDataException(message);
 }
 
 // Feeds the rest of the stream to the parser in blocks; only an unfinished line is kept
@@ -102,19 +121,21 @@ void streamDataBlock(std::istream& is, DataBlockParser& parser, std::int64_t kno
 
 }  // namespace
 
-std::istream& operator>>(std::istream& is, AnaData& rec) {
+bool readTextRecord(std::istream& is, AnaData& rec, const TextReading& how) {
     Header header;
     std::string line;
+    std::int64_t number = 1;
     std::getline(is, line);
     while (!line.empty() && !isMarker(line)) {
         chop(line);
-        takeHeaderLine(header, line);
+        takeHeaderLine(header, line, number);
         line.clear();
         std::getline(is, line);
+        ++number;
     }
-    validate(header);
+    validate(header, how.strict, number);
 
-    AnaData work(header.dimCount, header.valCount);
+    AnaData work(how.headerOnly ? 0 : header.dimCount, how.headerOnly ? 0 : header.valCount);
     work.setDiagnostics(header.name.c_str());
     work.setShotNo(header.shotNo);
     work.setSubNo(header.subNo);
@@ -123,20 +144,38 @@ std::istream& operator>>(std::istream& is, AnaData& rec) {
     if (has(line, "[COMMENTS]")) {
         line.clear();
         while (std::getline(is, line) && !has(line, "[DATA]")) {
+            ++number;
             chop(line);
             ltrim(line, '#');
             ltrim(line, ' ');
             work.addComment(line.c_str());
             line.clear();
         }
+        ++number;
     }
-    if (line.empty()) return is;
+    if (line.empty()) {
+        if (how.strict) throw TextFault{number, "the header ends without a [Data] line"};
+        return false;
+    }
+    if (how.headerOnly) {
+        rec = work;
+        return true;
+    }
 
     const std::int64_t knownBytes = bytesLeft(is);
-    DataBlockParser parser(header.sizes, header.dimNames.size(), header.valNames.size(), knownBytes);
+    const StrictRows rows{number + 1, how.keepNumbers};
+    DataBlockParser parser(header.sizes, header.dimNames.size(), header.valNames.size(), knownBytes,
+                           how.strict ? &rows : nullptr);
     streamDataBlock(is, parser, knownBytes);
+    if (how.strict) parser.checkRowCount();
+    if (how.strict && !how.keepNumbers) return true;
     parser.finish(work, header.dimNames, header.dimUnits, header.valNames, header.valUnits);
     rec = work;
+    return true;
+}
+
+std::istream& operator>>(std::istream& is, AnaData& rec) {
+    readTextRecord(is, rec, TextReading{});
     return is;
 }
 

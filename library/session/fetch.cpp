@@ -1,18 +1,13 @@
 // Fetching a data set into memory (download, inflate and parse as one stream) or into a file.
 #include "transfers.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <istream>
 #include <thread>
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "byte_pipe.h"
-#include "temporary_file.h"
+#include "staged_file.h"
 #include "zip_error.h"
 #include "zip_stream_reader.h"
 
@@ -38,64 +33,6 @@ bool isDirectory(const std::string& path) {
     struct stat info;
     return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
-
-std::string directoryOf(const std::string& path) {
-    const auto slash = path.rfind('/');
-    if (slash == std::string::npos) return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-std::string errnoText() {
-    return std::strerror(errno);
-}
-
-// A file under a temporary name beside its target, renamed onto the target at the end and
-// removed on every other path.
-class StagedFile {
-public:
-    StagedFile(const std::string& target, bool overwrite) : target_(target), overwrite_(overwrite) {
-        if (!overwrite_ && access(target_.c_str(), F_OK) == 0)
-            throw Error(ErrorCode::local_io, target_ + ": exists (not overwritten)");
-        fd_ = createUniqueFile(directoryOf(target_), ".anadata-", 0666, staged_);
-        if (fd_ < 0) throw Error(ErrorCode::local_io, "cannot create a file in " + directoryOf(target_) + ": " + errnoText());
-    }
-    ~StagedFile() {
-        if (fd_ >= 0) close(fd_);
-        if (!staged_.empty()) unlink(staged_.c_str());
-    }
-    StagedFile(const StagedFile&) = delete;
-    StagedFile& operator=(const StagedFile&) = delete;
-
-    void write(const char* data, std::size_t size) {
-        while (size > 0) {
-            const ssize_t n = ::write(fd_, data, size);
-            if (n < 0 && errno == EINTR) continue;
-            if (n <= 0) throw Error(ErrorCode::local_io, "cannot write " + target_ + ": " + errnoText());
-            data += n;
-            size -= static_cast<std::size_t>(n);
-        }
-    }
-
-    void commit() {
-        const int fd = fd_;
-        fd_ = -1;
-        if (close(fd) != 0) throw Error(ErrorCode::local_io, "cannot write " + target_ + ": " + errnoText());
-        // Without overwrite, a file that appeared meanwhile is not replaced either.
-        const int moved = overwrite_ ? std::rename(staged_.c_str(), target_.c_str())
-                                     : renameat2(AT_FDCWD, staged_.c_str(), AT_FDCWD, target_.c_str(), RENAME_NOREPLACE);
-        if (moved != 0) {
-            const std::string reason = errno == EEXIST ? "exists (not overwritten)" : errnoText();
-            throw Error(ErrorCode::local_io, target_ + ": " + reason);
-        }
-        staged_.clear();
-    }
-
-private:
-    std::string target_;
-    bool overwrite_;
-    std::string staged_;
-    int fd_ = -1;
-};
 
 }  // namespace
 
@@ -135,6 +72,7 @@ qx::AnaData fetchRecord(Session::Impl& impl, const DataSetRef& ref, ArchiveLengt
     reader.join();
     if (downloadFailure) std::rethrow_exception(downloadFailure);
     if (!parseFailure.empty()) throw Error(ErrorCode::format, what + ": " + parseFailure);
+    record.setSubNo(ref.subshot);  // the text format does not carry it
     return record;
 }
 

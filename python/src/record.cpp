@@ -1,24 +1,19 @@
 // The Python class Record over qx::AnaData: building from numpy, parameters, column views, files.
 #include "record.h"
 
-#include <cerrno>
 #include <climits>
 #include <cstdint>
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
-
-#include <sys/stat.h>
 
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>
 #include <pybind11/stl/filesystem.h>
 
 #include <anadata/columns.h>
+#include <anadata/record_file.h>
 
-#include "errors.h"
 #include "views.h"
 
 namespace py = pybind11;
@@ -119,62 +114,30 @@ qx::AnaData makeRecord(const std::string& name, int shot, const py::iterable& di
     return rec;
 }
 
-void writeRecord(const qx::AnaData& rec, const std::filesystem::path& path, const std::string& format,
-                 int precision) {
-    const bool text = format == "text";
-    if (!text && format != "dump")
+void writeToFile(const qx::AnaData& rec, const std::filesystem::path& path, const std::string& format, int precision,
+                 bool overwrite) {
+    WriteOptions options;
+    if (format == "dump")
+        options.format = FileFormat::dump;
+    else if (format != "text")
         throw py::value_error("format is \"text\" or \"dump\", not \"" + format + "\"");
     if (precision < 0 || precision > 40) throw py::value_error("precision is 0 to 40 digits");
+    options.precision = precision;
+    options.overwrite = overwrite;
     // Written from a copy, which shares the numbers: another thread may change the record meanwhile.
     const qx::AnaData snapshot(rec);
     py::gil_scoped_release unlocked;
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (!out) throw FileFailure{errno, path.string()};
-    try {
-        if (text) {
-            out.precision(precision);
-            out << snapshot;
-        } else {
-            snapshot.dump(out);
-        }
-        out.close();
-    } catch (...) {
-        std::remove(path.c_str());
-        throw;
-    }
-    if (out.fail()) {
-        const int error = errno ? errno : EIO;
-        std::remove(path.c_str());
-        throw FileFailure{error, path.string()};
-    }
+    writeRecord(snapshot, path.string(), options);
+}
+
+qx::AnaData readFromFile(const std::filesystem::path& path, bool lenient) {
+    py::gil_scoped_release unlocked;
+    ReadOptions options;
+    options.lenient = lenient;
+    return readRecord(path.string(), options);
 }
 
 }  // namespace
-
-qx::AnaData readRecord(const std::filesystem::path& path) {
-    py::gil_scoped_release unlocked;
-    struct stat info;
-    if (stat(path.c_str(), &info) != 0) throw FileFailure{errno, path.string()};
-    if (S_ISDIR(info.st_mode)) throw FileFailure{EISDIR, path.string()};
-    std::ifstream in(path, std::ios::binary);
-    if (!in) throw FileFailure{errno, path.string()};
-    qx::AnaData rec;
-    switch (qx::AnaData::checkHeader(in)) {
-    case 0:
-        in >> rec;
-        // A header that ends before its data marker leaves the record untouched.
-        if (rec.getValNo() == 0)
-            throw qx::AnaDataException(path.string() + ": no data block in the text file");
-        break;
-    case 1:
-        rec = qx::AnaData::restore(in);
-        if (in.fail()) throw qx::AnaDataException(path.string() + ": truncated or corrupt dump");
-        break;
-    default:
-        throw qx::AnaDataException(path.string() + ": not an analysed-data file (neither text nor dump)");
-    }
-    return rec;
-}
 
 void bindRecord(py::module_& m) {
     py::class_<Column>(m, "Column",
@@ -233,9 +196,13 @@ void bindRecord(py::module_& m) {
         .def_property_readonly(
             "values", [columns](const qx::AnaData& rec) { return columns(rec, true); },
             "Ordered mapping name -> Column of numbers shaped to the grid.")
-        .def("write", &writeRecord, "path"_a, "format"_a = "text", "precision"_a = 6,
-             "Writes the record as a text file (numbers with `precision` digits after the point, as the C++\n"
-             "library writes them by default; 16 keeps every bit) or as a dump (format=\"dump\").")
+        .def("write", &writeToFile, "path"_a, "format"_a = "text", "precision"_a = 16, py::kw_only(),
+             "overwrite"_a = false,
+             "Writes the record as a text file (format=\"text\") or as a dump (format=\"dump\").\n\n"
+             "Text numbers keep every bit (16 digits after the point) unless a smaller `precision` is\n"
+             "given (6 is what the C++ record's own writer uses). The file is written under a temporary\n"
+             "name beside `path` and renamed at the end, so a failure never leaves half a file. An\n"
+             "existing file is replaced only with overwrite=True (anadata.IOError otherwise).")
         .def(
             "to_xarray",
             [](py::object rec) { return py::module_::import("anadata.dataset").attr("to_xarray")(rec); },
@@ -252,7 +219,12 @@ void bindRecord(py::module_& m) {
             return text + ">";
         });
 
-    m.def("read", &readRecord, "path"_a, "Reads a data file, text or dump (told apart by its first bytes).");
+    m.def("read", &readFromFile, "path"_a, py::kw_only(), "lenient"_a = false,
+          "Reads a data file, text or dump (told apart by its first bytes).\n\n"
+          "A text file that is cut short, has rows missing numbers or rows past its grid, or does not end\n"
+          "with a line feed raises anadata.FormatError naming the file and line; lenient=True reads such\n"
+          "a file as far as it goes, as older programs did. A file that cannot be read raises\n"
+          "anadata.IOError.");
 }
 
 }  // namespace anadata::python

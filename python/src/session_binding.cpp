@@ -13,6 +13,7 @@
 #include <pybind11/stl.h>
 #include <pybind11/stl/filesystem.h>
 
+#include <anadata/record_file.h>
 #include <anadata/session.h>
 
 #include "errors.h"
@@ -230,20 +231,33 @@ void bindSession(py::module_& m) {
                     return 0;
                 });
             },
-            "record"_a, "precision"_a = 6, "progress"_a = py::none(),
-            "Registers the record under its name, shot and sub-shot, replacing an earlier entry; its "
-            "numbers\n"
-            "travel as text with `precision` digits after the point (16 keeps every bit).")
+            "record"_a, "precision"_a = 16, "progress"_a = py::none(),
+            "Registers the record under its name, shot and sub-shot, replacing an earlier entry. Its numbers\n"
+            "travel as text with every bit (16 digits after the point) unless a smaller `precision` is given\n"
+            "(6 is what the C++ record's own regist() sends).")
         .def(
             "register_file",
             [](const Session& s, const std::filesystem::path& path, const std::string& name, int shot,
-               int subshot, const py::object& progress) {
+               int subshot, const py::object& progress, bool lenient) {
+                {
+                    py::gil_scoped_release unlocked;
+                    ReadOptions check;
+                    check.lenient = lenient;
+                    checkRecordFile(path.string(), check);
+                }
                 withProgress(progress, [&](Progress report) {
-                    s.registerFile(path.string(), name, shot, subshot, RegisterOptions{std::move(report)});
+                    RegisterOptions options;
+                    options.progress = std::move(report);
+                    s.registerFile(path.string(), name, shot, subshot, options);
                     return 0;
                 });
             },
-            "path"_a, "name"_a, "shot"_a, "subshot"_a = 1, "progress"_a = py::none())
+            "path"_a, "name"_a, "shot"_a, "subshot"_a = 1, "progress"_a = py::none(), py::kw_only(),
+            "lenient"_a = false,
+            "Registers the data file as it is under name, shot and sub-shot, replacing an earlier entry.\n\n"
+            "The file is first read as anadata.read() reads it: one that it refuses (cut short, rows\n"
+            "missing numbers...) raises anadata.FormatError and is not sent; lenient=True accepts what\n"
+            "anadata.read(path, lenient=True) accepts.")
         .def("delete", &Session::remove, "name"_a, "shot"_a, "subshot"_a = 1, released,
              "Deletes a data set of this account from the service.")
         .def("search", &search, "names"_a = py::none(), "first"_a = 0, "last"_a = 0, "subshot"_a = py::none(),

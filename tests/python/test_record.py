@@ -34,11 +34,11 @@ def test_files_are_byte_identical_to_the_library_writer(workdir):
     tool("sample", "c.dat")
     tool("sample", "--dump", "c.dump")
     tool("convert", "c.dump", "c16.dat", "--text")  # every bit: 16 digits
-    cases = [(sample(anadata.read("c.dat").date), {}, "c.dat"),
+    cases = [(sample(anadata.read("c.dat").date), {"precision": 6}, "c.dat"),
              (anadata.read("c.dump"), {"format": "dump"}, "c.dump"),
-             (anadata.read("c.dump"), {"precision": 16}, "c16.dat")]
+             (anadata.read("c.dump"), {}, "c16.dat")]  # every bit by default
     for rec, options, reference in cases:
-        rec.write("py", **options)
+        rec.write("py", overwrite=True, **options)
         assert (workdir / "py").read_bytes() == (workdir / reference).read_bytes(), reference
 
 
@@ -109,7 +109,7 @@ def test_plot_command_writes_a_png(workdir):
     cases = [(line, (800, 400)), (sample("01/02/2003 04:05"), (800, 650)),
              (sample("01/02/2003 04:05", channels=20, values=["signal"]), (800, 400))]  # an image
     for rec, size in cases:
-        rec.write("p.dat")
+        rec.write("p.dat", overwrite=True)
         subprocess.run([sys.executable, "-m", "anadata", "plot", "p.dat", "-o", "p.png"], check=True,
                        env=dict(os.environ, MPLCONFIGDIR=str(workdir)))
         head = (workdir / "p.png").read_bytes()[:24]
@@ -120,15 +120,22 @@ def test_record_errors(workdir):
     tool("sample", "--dump", "t.dump")
     (workdir / "short.dump").write_bytes((workdir / "t.dump").read_bytes()[:100])
     (workdir / "bad.dat").write_text("# [Parameters]\n# Name=\n")
+    tool("sample", "s.dat")
+    (workdir / "cut.dat").write_bytes((workdir / "s.dat").read_bytes()[:-5])  # ... 2.000000e-02 cut to 2.000000e
     cases = [(lambda: anadata.read("missing.dat"), anadata.IOError, "No such file"),
              (lambda: anadata.read("."), anadata.IOError, "Is a directory"),
-             (lambda: anadata.read("bad.dat"), anadata.FormatError, "^NAME parameter error$"),
+             (lambda: anadata.read("bad.dat"), anadata.FormatError, "^bad.dat:2: NAME parameter error$"),
              (lambda: anadata.read("short.dump"), anadata.FormatError, "truncated"),
              (lambda: anadata.read("t.dump").write("no/such/dir"), anadata.IOError, "No such file"),
-             (lambda: anadata.Record("r", 1).write("empty.dat"), anadata.FormatError, "^ValNo Error$"),
+             (lambda: anadata.Record("r", 1).write("empty.dat"), anadata.FormatError, "^empty.dat: ValNo Error$"),
              (lambda: anadata.Record("r", "1"), TypeError, r"^Record.__init__\(\): argument 'shot' must be int, not "),
-             (lambda: setattr(anadata.Record("r", 1), "subshot", 2**40), ValueError, "^Record.subshot = 1099511627776")]
+             (lambda: setattr(anadata.Record("r", 1), "subshot", 2**40), ValueError, "^Record.subshot = 1099511627776"),
+             (lambda: anadata.read("t.dump").write("t.dump"), anadata.IOError, "exists"),
+             (lambda: anadata.read("cut.dat"), anadata.FormatError, r"^cut.dat:\d+: the last line has no line feed"),
+             (lambda: anadata.Session("http://127.0.0.1:1/").register_file("cut.dat", "x", 1), anadata.FormatError,
+              "^cut.dat:")]
     for call, cls, message in cases:
         with pytest.raises(cls, match=message):
             call()
     assert not (workdir / "empty.dat").exists()
+    assert anadata.read("cut.dat", lenient=True).values["noise"].data[-1, -1] == 2.0

@@ -96,7 +96,7 @@ date:     03/07/2009 14:05
 comment:  sample data set of the test service
 dimensions: 2
   time     [s]  5 points  0 .. 0.004
-  channel  [ ]  3 points  0 .. 2
+  channel  []   3 points  0 .. 2
 values: 2 (15 points each)
   signal   [V]  min 0  max 0.012
   noise    [V]  min 0  max 0.02
@@ -113,6 +113,7 @@ class LocalFiles(ToolCase):
         self.assertEqual((from_text.pop("source"), from_text.pop("subshot")), ("text file " + text, None))
         self.assertEqual((from_dump.pop("source"), from_dump.pop("subshot")), ("dump file s.dump", 0))
         self.assertEqual(from_text, from_dump)
+        self.assertEqual(from_text["dimensions"][1]["unit"], "")  # written as '', read back as a blank
 
     def test_convert_round_trip_keeps_every_bit(self):
         self.expect(0, "sample", "a.dump", "--dump", "--points", "7")
@@ -155,6 +156,24 @@ class LocalFiles(ToolCase):
         self.expect(4, "show", "missing.dat")
         self.expect(4, "show", ".")
         self.assertEqual(sorted(os.listdir(self.dir)), sorted(cases))
+
+    def test_cut_and_malformed_text(self):
+        """A text file cut short, or with rows that do not fit its grid, is refused naming the file and
+        line; --lenient reads it as older programs did."""
+        data = self.read(self.sample("s.dat", "--points", "2"))  # six rows, the last one ending 2.000000e-02
+        header, rows = data.split(b"# [Data] \r\n")
+        first = header.count(b"\n") + 2  # the line of the first row
+        lines = rows.splitlines(keepends=True)
+        cases = {"cut.dat": (data[:-5], first + 5), "nolf.dat": (data[:-1], first + 5),
+                 "short.dat": (header + b"# [Data] \r\n" + lines[0] + b"1, 2, 3\r\n" + b"".join(lines[2:]), first + 1),
+                 "extra.dat": (data + lines[0], first + 6)}
+        for name, (text, line) in cases.items():
+            self.write(name, text)
+            self.assertIn(f"{name}:{line}: ", self.expect(4, "show", name)[1])
+        for command in (["convert", "cut.dat", "out.dump"], ["export", "cut.dat", "--csv", "-o", "out.csv"],
+                        ["put", "cut.dat"]):
+            self.assertIn("cut.dat:", self.expect(4, *command)[1])
+        self.assertEqual(self.json_of("show", "cut.dat", "--json", "--lenient")["values"][1]["max"], 2.0)
 
     def test_well_formed_hand_made_dump(self):
         self.write("ok.dump", dump_bytes([("t", "s", 2, [1.5, -2.0])], [("v", "V", 2, [float("nan"), 3.0]),
@@ -218,6 +237,7 @@ class Usage(ToolCase):
             self.assertIn(command, out)
             self.assertIn("Usage", self.expect(0, command, "--help")[0])
         self.assertIn("Usage: anadata get", self.expect(0, "help", "get")[0])
+        self.assertIn("Usage: anadata show [OPTIONS] FILE|DIAG SHOT [SUBSHOT]\n", self.expect(0, "show", "--help")[0])
         self.assertIn("unknown subcommand: bogus", self.expect(2, "help", "bogus")[1])
 
     def test_usage_errors(self):
@@ -323,14 +343,14 @@ class Transfer(ToolCase):
             self.assertEqual([z.read(n) for n in z.namelist()], [fetched])
         # A shot range into a directory: one file per data set, missing shots on one line, nothing overwritten.
         out, err = self.expect(1, "get", "sample", "--shots", "1232-1235", "--jobs", "2", "-o", "sub")
-        self.assertRegex(out, r"\Afetched sample 1234/1 -> sub/sample@1234-1\.dat \(\d+ bytes\)\n\Z")
+        self.assertRegex(out, r"\Afetched sample 1234/1 -> sub/sample@1234\.dat \(\d+ bytes\)\n\Z")
         self.assertEqual(err, "anadata: get sample: missing shots 1232-1233, 1235 (sub-shot 1)\n")
-        self.assertEqual(self.read("sub/sample@1234-1.dat"), fetched)
+        self.assertEqual(self.read("sub/sample@1234.dat"), fetched)
         code, out, err = run("get", "sample", "--shots", "1234-1235", "-o", "sub", cwd=self.dir)
         self.assertEqual((code, out, len(err.splitlines())), (4, "", 2), err)
         self.assertIn("exists", err.splitlines()[0])
         self.assertEqual(sorted(os.listdir(self.path("sub"))),
-                         ["named.dat", "sample@1234-1.dat", "sample@1234-1.dat.zip"])
+                         ["named.dat", "sample@1234-1.dat.zip", "sample@1234.dat"])
         self.assertIn("get sample 4321/1: ", self.expect(1, "get", "sample", "4321")[1])
         self.assertIn("cannot create", self.expect(4, "get", "sample", "1234", "-o", "no/such/dir/x")[1])
         self.assertEqual(self.leftovers(), [])
@@ -341,6 +361,7 @@ class Transfer(ToolCase):
         self.assertEqual((out, err), ("registered mine.dat as tooltest 4711/3\n", ""))
         rows = self.json_of("search", "tooltest", "--json")
         self.assertEqual([(r["shot"], r["subshot"]) for r in rows], [(4711, 3)])
+        self.assertEqual(self.json_of("show", "tooltest", "4711", "3", "--json")["subshot"], 3)
         self.assertIn("#DimNo=2", rows[0]["summary"].replace(" ", ""))
         # Renamed, the record registered says the new name and shot, its numbers unchanged.
         self.expect(0, "put", "mine.dat", "--name", "tooltest2", "--shot", "12")
@@ -356,6 +377,25 @@ class Transfer(ToolCase):
         self.expect(1, "search", "tooltest")
         self.assertEqual(sorted(os.listdir(self.dir)), ["mine.csv", "mine.dat", "renamed.csv", "renamed.dat"])
 
+    def test_get_shots_of_one_file_name(self):
+        """Shots registered from files of one name all land, each under its own name, in a directory
+        made for them."""
+        for shot in ("7", "8"):
+            os.mkdir(self.path(shot))
+            self.sample(shot + "/same.dat", "--name", "samename", "--shot", shot)
+            self.expect(0, "put", shot + "/same.dat")
+        out = self.expect(0, "get", "samename", "--shots", "7-8", "-o", "new/dir/")[0]
+        self.assertRegex(out, r"\Afetched samename 7/1 -> new/dir/samename@7\.dat \(\d+ bytes\)\n"
+                              r"fetched samename 8/1 -> new/dir/samename@8\.dat \(\d+ bytes\)\n\Z")
+        self.assertEqual(self.read("new/dir/samename@8.dat"), self.read("8/same.dat"))
+        self.assertIn("samename@8.dat: exists", self.expect(4, "get", "samename", "--shots", "8-8", "-o", "new/dir")[1])
+        self.expect(0, "get", "samename", "--shots", "7-8", "-o", "new/dir", "--force")
+        self.expect(0, "get", "samename", "--shots", "8-8", "-o", "new/dir", "--zip")
+        self.assertEqual(sorted(os.listdir(self.path("new/dir"))),
+                         ["samename@7.dat", "samename@8.dat", "samename@8.dat.zip"])
+        for shot in ("7", "8"):
+            self.expect(0, "rm", "samename", shot)
+
     def test_put_refusals(self):
         self.sample("d.dump", "--dump")
         self.assertIn("convert it first", self.expect(4, "put", "d.dump")[1])
@@ -365,6 +405,8 @@ class Transfer(ToolCase):
         _, err = self.expect(3, "put", "p.dat", "--user", "nobody", stdin="wrong\n")
         self.assertIn("bad user name or password", err)
         self.expect(2, "put", "p.dat", "--user", "nobody", stdin="")
+        self.write("cut.dat", self.read("p.dat")[:-5])  # checked while it is sent: never registered
+        self.assertIn("cut.dat:", self.expect(4, "put", "cut.dat")[1])
         self.expect(1, "search", "refused")
 
     def test_big_transfer(self):
@@ -430,6 +472,7 @@ class Account(ToolCase):
 
     def test_passwd(self):
         self.assertIn("differ", self.expect(2, "passwd", stdin="new-one\nother\n")[1])
+        self.assertIn("not confirmed", self.expect(2, "passwd", stdin="new-one\n")[1])
         self.expect(2, "passwd", stdin="\n\n")
         wrong = self.settings_with("wrong")
         self.assertIn("password not changed", self.expect(3, "--ini", wrong, "passwd", stdin="x\nx\n")[1])

@@ -62,13 +62,17 @@ struct SessionOptions {
     CacheOptions cache;
     // Serve only what the cache holds, without asking the service; what it lacks is not_found.
     bool offline = false;
+    // [search] limit= of the settings file: the rows a search asks for when its query gives no
+    // limit of its own, for callers that apply it (the tool does); 0: none.
+    int searchLimit = 0;
 };
 
 // Reads the settings file as the qx:: interface finds it ($CLIENT_INI2, else ~/.client2.ini, else
 // /etc/client2.ini; the first that opens wins) or the given one: account, passwd, endpoint and
-// cafile of [tserver], and dir= and max_bytes= of [cache] (a "~" at the start of dir= is the home
-// directory; max_bytes= takes a K, M, G or T after the number). Throws Error(local_io) when no
-// file opens or max_bytes= is no byte count.
+// cafile of [tserver], limit of [search], and dir= and max_bytes= of [cache] (a "~" at the start of
+// dir= is the home directory; max_bytes= takes a K, M, G or T after the number). Throws
+// Error(local_io) when no file opens or max_bytes= is no byte count, Error(format) when limit= is
+// not a whole number of zero or more.
 ANADATA_API SessionOptions loadSettings(const std::string& path = "");
 
 // One registered data set as the catalogue lists it.
@@ -112,9 +116,9 @@ struct FetchFileOptions {
 
 struct RegisterOptions {
     Progress progress;  // per block sent, total = the archive's size
-    // registerRecord: digits after the point in the text file sent; 6 is what AnaData::regist()
-    // writes, 16 keeps every bit of a double.
-    int precision = 6;
+    // registerRecord: digits after the point in the text file sent; 16 keeps every bit of a
+    // double, 6 is what AnaData::regist() writes.
+    int precision = 16;
 };
 
 struct BatchOptions {
