@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "TempDir.h"
-#include "record_file.h"
+#include <anadata/record_file.h>
 #include "record_fixture.h"
 
 namespace {
