@@ -65,6 +65,12 @@ struct SessionOptions {
     // [search] limit= of the settings file: the rows a search asks for when its query gives no
     // limit of its own, for callers that apply it (the tool does); 0: none.
     int searchLimit = 0;
+    // Attempts of an operation that can be repeated without harm (fetch and its blocks, search,
+    // names, counts, experiment log) after a transport failure, a time-out or a busy service,
+    // with exponential backoff and jitter within the request's deadline; 0 or 1: no retry.
+    int retries = 4;
+    // Connections one large download uses at once, each fetching other blocks of the archive.
+    int streams = 4;
 };
 
 // Reads the settings file as the qx:: interface finds it ($CLIENT_INI2, else ~/.client2.ini, else
@@ -132,6 +138,7 @@ struct FetchOutcome {
     std::optional<qx::AnaData> record;  // fetchMany
     std::string path;                   // fetchFiles
     std::optional<Error> error;
+    bool fromCache = false;  // served by the local cache, without a download
     bool ok() const { return !error.has_value(); }
 };
 
