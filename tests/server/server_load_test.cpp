@@ -128,7 +128,9 @@ TEST_F(LoadTest, MetricsCountARequestOfEachOutcome) {
 }
 
 TEST_F(LoadTest, SigtermFinishesRequestsInHandAndDropsOpenUploads) {
-    start({"--grace", "1"});
+    start({"--grace", "1", "--metrics-port", "0"});
+    const std::string metricsLine = server->nextLine();
+    const int metricsPort = std::stoi(metricsLine.substr(metricsLine.rfind(':') + 1));
     auto c = client();
     std::string session;
     ASSERT_EQ(c->begin(dataSet("cut", 1, 1, 20), session), 0);
@@ -139,6 +141,13 @@ TEST_F(LoadTest, SigtermFinishesRequestsInHandAndDropsOpenUploads) {
     int arriving = connectLoopback(server->port());
     ASSERT_EQ(send(arriving, block.data(), block.size() - 50, MSG_NOSIGNAL), static_cast<ssize_t>(block.size() - 50));
     int stuck = requestInHand(server->port());
+    // Both heads must be in the service's hands before the stop; on a loaded machine the accept can lag.
+    for (int i = 0; i < 500; ++i) {
+        if (rawExchange(metricsPort, "GET /metrics HTTP/1.1\r\n\r\n")
+                .find("anadata_open_connections{state=\"serving\"} 2\n") != std::string::npos)
+            break;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
 
     kill(server->pid(), SIGTERM);
     for (int i = 0; i < 500; ++i) {  // the listener closes once the stop has begun
