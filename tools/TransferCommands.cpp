@@ -57,11 +57,12 @@ struct GetOptions {
     std::optional<std::string> shot, subshot;
     int batchSubshot = 1, jobs = 8;
     bool zip = false, force = false;
+    ServiceOptions service;
 };
 
 void getOne(const GlobalOptions& globals, const GetOptions& o) {
     const DataSetName name = dataSetFrom(o.diag, *o.shot, o.subshot);
-    const anadata::Session session = openSession(globals);
+    const anadata::Session session = openSession(globals, o.service);
     const std::string what = "get " + name.text();
     // A directory is joined to the file name with a slash of its own.
     std::string output = o.output.empty() ? "." : o.output;
@@ -143,7 +144,7 @@ void getShots(const GlobalOptions& globals, const GetOptions& o) {
     std::vector<int> shots;
     for (int shot = range.first; shot <= range.last; ++shot) shots.push_back(shot);
 
-    const anadata::Session session = openSession(globals);
+    const anadata::Session session = openSession(globals, o.service);
     const std::vector<ShotFile> files = fetchShotFiles(session, o, shots, subshot, dir);
     std::vector<std::string> failures;
     std::vector<int> missing;
@@ -196,6 +197,7 @@ void addGet(CLI::App& app, const GlobalOptions& globals) {
                     "File to write, or a directory to write into (default: the service's file name here)");
     cmd->add_flag("--zip", o->zip, "Keep the zip archive as it travelled instead of extracting it (a .zip name)");
     cmd->add_flag("--force", o->force, "Replace an output file that exists");
+    addFetchOptions(*cmd, o->service);
     cmd->callback([&globals, o] {
         if (!o->shots.empty()) return getShots(globals, *o);
         if (!o->shot) throw ToolError(exitUsage, "get: give SHOT or --shots FROM-TO");
