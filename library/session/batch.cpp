@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 
 namespace anadata::detail {
@@ -39,7 +40,10 @@ void runBatch(Session::Impl& impl, const std::string& name, const std::vector<in
                                                           ": not in the catalogue");
                 item(i, found == listing.rows.end() ? nullptr : &found->second, control);
             } catch (const Error& e) {
-                if (e.code() == ErrorCode::cancelled) return;
+                if (e.code() == ErrorCode::cancelled) {
+                    stop = true;  // an item's own progress said no: the batch ends as a whole
+                    return;
+                }
                 out.error = e;
             } catch (const std::exception& e) {
                 out.error = Error(ErrorCode::local_io, e.what());
@@ -87,6 +91,22 @@ std::vector<FetchOutcome> Session::fetchFiles(const std::string& name, const std
     detail::runBatch(*impl_, name, shots, subshot, options, outcomes,
                      [&](std::size_t i, const Entry* row, const detail::TransferControl& control) {
                          detail::fetchFileItem(*impl_, {name, shots[i], subshot}, row, directory, file, control,
+                                               outcomes[i]);
+                     });
+    return outcomes;
+}
+
+std::vector<FetchOutcome> Session::fetchFiles(const std::string& name, const std::vector<int>& shots, int subshot,
+                                              const std::vector<std::string>& paths, const FetchFileOptions& file,
+                                              const BatchOptions& options) const {
+    if (paths.size() != shots.size())
+        throw std::invalid_argument("fetchFiles " + name + ": " + std::to_string(paths.size()) + " paths for " +
+                                    std::to_string(shots.size()) + " shots");
+    std::vector<FetchOutcome> outcomes;
+    detail::runBatch(*impl_, name, shots, subshot, options, outcomes,
+                     [&](std::size_t i, const Entry* row, const detail::TransferControl& control) {
+                         const detail::TransferControl each{file.progress ? &file.progress : nullptr, control.stop};
+                         detail::fetchFileItem(*impl_, {name, shots[i], subshot}, row, paths[i], file, each,
                                                outcomes[i]);
                      });
     return outcomes;

@@ -199,6 +199,13 @@ public:
     // The same into files in `directory`, under the service's file names (never overwriting).
     std::vector<FetchOutcome> fetchFiles(const std::string& name, const std::vector<int>& shots, int subshot,
                                          const std::string& directory, const BatchOptions& options = {}) const;
+    // The same with each shot's file named: shots[i] goes to paths[i], written as `file` says
+    // (overwrite, keepArchive); file.progress, when set, is called during every transfer, from the
+    // batch's threads at once, and a false cancels the whole batch. Throws std::invalid_argument
+    // when paths and shots differ in number.
+    std::vector<FetchOutcome> fetchFiles(const std::string& name, const std::vector<int>& shots, int subshot,
+                                         const std::vector<std::string>& paths, const FetchFileOptions& file,
+                                         const BatchOptions& options = {}) const;
 
     // --- Catalogue ---
 
