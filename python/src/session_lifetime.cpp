@@ -3,7 +3,7 @@
 #include "session_binding.h"
 
 #include <chrono>
-#include <optional>
+#include <memory>
 #include <string>
 
 #include <anadata/session.h>
@@ -64,7 +64,7 @@ Session& heldSession(py::handle self) {
 // left), those in use when their call returns. The session stays usable and connects again.
 void close(py::handle self) {
     Session& session = heldSession(self);
-    std::optional<Session> old(session);
+    auto old = std::make_unique<Session>(session);
     session = Session(session.options());
     py::gil_scoped_release unlocked;
     old.reset();
