@@ -32,7 +32,9 @@ ShotListing listShots(Session::Impl& impl, const std::string& name, int first, i
         }
         int reached = from - 1;
         long long listed = 0;
+        bool ascending = true;  // a cut answer only says where to go on when it is in shot order
         for (Entry& row : rows) {
+            ascending = ascending && row.shot >= reached;
             if (row.shot < from || row.shot > last || row.name != name || row.subshot != query.subshot) continue;
             reached = std::max(reached, row.shot);
             listed += listing.rows.emplace(row.shot, std::move(row)).second;
@@ -41,11 +43,13 @@ ShotListing listShots(Session::Impl& impl, const std::string& name, int first, i
         // one, is whole. Any other answer may have been cut at a limit of the service's own,
         // below the one asked for, and the next page starts after its last row: one more round
         // trip when the last shots of the range do not exist.
-        if (rows.empty() || listed == width || reached == last) {
+        if (rows.empty() || listed == width || (reached == last && ascending)) {
             listing.complete = true;
             break;
         }
-        if (reached < from) break;  // rows, but none of those asked for: nothing to page on
+        // Rows, but none of those asked for, or out of order: nothing to page on, and the shots the
+        // listing lacks are asked for one by one.
+        if (reached < from || !ascending) break;
         from = reached + 1;
     }
     return listing;
