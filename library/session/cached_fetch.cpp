@@ -45,15 +45,15 @@ std::string serveFile(const CachedFile& held, const DataSetRef& ref, const std::
     return target;
 }
 
-// The row of the data set in the catalogue, for a fetch of its own; none offline.
-ShotListing listOne(Session::Impl& impl, const DataSetRef& ref) {
-    if (impl.options.offline) return {};
-    return listShots(impl, ref.name, ref.shot, ref.shot, ref.subshot);
-}
-
-const Entry* rowOf(const ShotListing& listing, int shot) {
-    const auto found = listing.rows.find(shot);
-    return found == listing.rows.end() ? nullptr : &found->second;
+// The row of the data set in the catalogue, for a fetch of its own (none offline); null when the
+// listing could not be had. Throws Error(not_found) when the catalogue has no such data set.
+const Entry* listOne(Session::Impl& impl, const DataSetRef& ref, ShotListing& listing) {
+    if (impl.options.offline) return nullptr;
+    listing = listShots(impl, ref.name, ref.shot, ref.shot, ref.subshot);
+    const auto found = listing.rows.find(ref.shot);
+    if (found != listing.rows.end()) return &found->second;
+    if (listing.complete) throw Error(ErrorCode::not_found, "fetch " + ref.text() + ": not in the catalogue");
+    return nullptr;
 }
 
 }  // namespace
@@ -106,18 +106,20 @@ void fetchFileItem(Session::Impl& impl, const DataSetRef& ref, const Entry* row,
 
 qx::AnaData fetchThroughCache(Session::Impl& impl, const DataSetRef& ref, const TransferControl& control) {
     if (!impl.cache && !impl.options.offline) return fetchRecord(impl, ref, {}, control);
-    const ShotListing listing = listOne(impl, ref);
+    ShotListing listing;
+    const Entry* row = listOne(impl, ref, listing);
     FetchOutcome out;
-    fetchItem(impl, ref, rowOf(listing, ref.shot), control, out);
+    fetchItem(impl, ref, row, control, out);
     return std::move(*out.record);
 }
 
 std::string fetchFileThroughCache(Session::Impl& impl, const DataSetRef& ref, const std::string& path,
                                   const FetchFileOptions& options, const TransferControl& control) {
     if (!impl.cache && !impl.options.offline) return fetchToFile(impl, ref, path, options, {}, control);
-    const ShotListing listing = listOne(impl, ref);
+    ShotListing listing;
+    const Entry* row = listOne(impl, ref, listing);
     FetchOutcome out;
-    fetchFileItem(impl, ref, rowOf(listing, ref.shot), path, options, control, out);
+    fetchFileItem(impl, ref, row, path, options, control, out);
     return out.path;
 }
 

@@ -31,8 +31,8 @@ void fetchFileItem(Session::Impl& impl, const DataSetRef& ref, const Entry* row,
                    const FetchFileOptions& options, const TransferControl& control, FetchOutcome& out);
 
 // Session::fetch and Session::fetchFile: without a cache (and not offline) the plain download;
-// else the data set's row is listed first (one catalogue call, none offline) and the item fetched
-// as above.
+// else the data set's row is listed first (one catalogue call, none offline; not_found when the
+// catalogue lists none) and the item fetched as above.
 qx::AnaData fetchThroughCache(Session::Impl& impl, const DataSetRef& ref, const TransferControl& control);
 std::string fetchFileThroughCache(Session::Impl& impl, const DataSetRef& ref, const std::string& path,
                                   const FetchFileOptions& options, const TransferControl& control);
