@@ -76,7 +76,7 @@ auto withProgress(const py::object& callable, Operation operation) {
     }
 }
 
-// The cache= argument: a directory (str or path), or False for none.
+// The cache= argument: a directory (str or path, "~" the home directory), or False for none.
 std::string cacheDirectory(const py::object& cache) {
     if (py::isinstance<py::bool_>(cache)) {
         if (cache.cast<bool>())
@@ -84,7 +84,8 @@ std::string cacheDirectory(const py::object& cache) {
         return "";
     }
     try {
-        return py::module_::import("os").attr("fspath")(cache).cast<std::string>();
+        const py::module_ os = py::module_::import("os");
+        return os.attr("path").attr("expanduser")(os.attr("fspath")(cache)).cast<std::string>();
     } catch (const py::error_already_set&) {
         throw py::type_error("Session(): argument 'cache' must be a directory (str or os.PathLike) or False, not " +
                              std::string(py::str(py::type::handle_of(cache).attr("__name__"))));
@@ -224,9 +225,9 @@ void bindSession(py::module_& m) {
              "timeout: seconds for each connect, send or receive; request_timeout: seconds for a whole\n"
              "request; connections: idle connections kept; cafile: CA bundle for https. No connection is\n"
              "made until the first call.\n\n"
-             "cache: a directory that keeps fetched data sets (False: none; default: [cache] dir= of the\n"
-             "settings file when it is read), cache_max_bytes its size limit (default: max_bytes= or\n"
-             "8 GiB). A data set is served from it only while the catalogue lists the same file, asked once\n"
+             "cache: a directory (~ the home directory) that keeps fetched data sets (False: none;\n"
+             "default: [cache] dir= of the settings file when it is read), cache_max_bytes its size limit\n"
+             "(default: max_bytes= or 8 GiB). A data set is served from it only while the catalogue lists the same file, asked once\n"
              "per fetch and once per fetch_many. offline=True serves only what the cache holds and raises\n"
              "NotFound for the rest, without asking the service. retries: attempts of a fetch or search\n"
              "after a lost connection, a time-out or a busy service (default 4, 0: none); streams:\n"
