@@ -62,6 +62,7 @@ void addExportCommand(CLI::App& app, const GlobalOptions& globals) {
         std::vector<std::string> args;
         std::string output;
         bool csv = false, npy = false, force = false, lenient = false;
+        ServiceOptions service;
     };
     auto o = std::make_shared<Options>();
     CLI::App* cmd = app.add_subcommand(
@@ -75,6 +76,7 @@ void addExportCommand(CLI::App& app, const GlobalOptions& globals) {
     cmd->add_option("-o,--output", o->output, "File to write")->required();
     cmd->add_flag("--force", o->force, "Replace OUT if it exists");
     cmd->add_flag("--lenient", o->lenient, lenientHelp);
+    addFetchOptions(*cmd, o->service);
     cmd->callback([&globals, o] {
         if (!o->csv && !o->npy) throw ToolError(exitUsage, "export: give --csv or --npy");
         const std::filesystem::path extension = std::filesystem::path(o->output).extension();
@@ -90,7 +92,7 @@ void addExportCommand(CLI::App& app, const GlobalOptions& globals) {
             std::optional<std::string> subshot;
             if (o->args.size() == 3) subshot = o->args[2];
             const DataSetName name = dataSetFrom(o->args[0], o->args[1], subshot);
-            record = fetchRecord(globals, "export", name);
+            record = fetchRecord(globals, o->service, "export", name);
             source = name.text();
         }
         const Table table(record, "export " + source);

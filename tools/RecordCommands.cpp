@@ -148,13 +148,15 @@ void addShow(CLI::App& app, const GlobalOptions& globals) {
     auto args = std::make_shared<std::vector<std::string>>();
     auto json = std::make_shared<bool>(false);
     auto lenient = std::make_shared<bool>(false);
+    auto service = std::make_shared<ServiceOptions>();
     CLI::App* cmd = app.add_subcommand("show", "Show the record in a data file (text or dump), or fetch one and show it");
     cmd->add_option("FILE|DIAG SHOT [SUBSHOT]", *args, "A data file, or a data set on the service")
         ->required()
         ->expected(1, 3);
     cmd->add_flag("--json", *json, "Write JSON for scripts");
     cmd->add_flag("--lenient", *lenient, lenientHelp);
-    cmd->callback([&globals, args, json, lenient] {
+    addFetchOptions(*cmd, *service);
+    cmd->callback([&globals, args, json, lenient, service] {
         Shown shown;
         if (args->size() == 1) {
             LoadedRecord loaded = loadRecord(args->front(), *lenient);
@@ -165,7 +167,7 @@ void addShow(CLI::App& app, const GlobalOptions& globals) {
             std::optional<std::string> subshot;
             if (args->size() == 3) subshot = (*args)[2];
             const DataSetName name = dataSetFrom((*args)[0], (*args)[1], subshot);
-            shown.rec = fetchRecord(globals, "show", name);
+            shown.rec = fetchRecord(globals, *service, "show", name);
             shown.source = "service " + name.text();
             shown.subshot = shown.rec.getSubNo();
         }

@@ -58,8 +58,9 @@ ShotRange parseShots(const std::string& text, const std::string& option) {
     return range;
 }
 
-qx::AnaData fetchRecord(const GlobalOptions& globals, const std::string& command, const DataSetName& name) {
-    const anadata::Session session = openSession(globals);
+qx::AnaData fetchRecord(const GlobalOptions& globals, const ServiceOptions& service, const std::string& command,
+                        const DataSetName& name) {
+    const anadata::Session session = openSession(globals, service);
     const std::string what = command + " " + name.text();
     ProgressBar bar(what, ProgressBar::Unit::bytes);
     const CancelOnInterrupt cancel;

@@ -8,6 +8,7 @@
 #include <anadata/anadata.h>
 
 #include "Commands.h"
+#include "Settings.h"
 
 namespace tool {
 
@@ -33,9 +34,10 @@ struct ShotRange {
 // comes after its last.
 ShotRange parseShots(const std::string& text, const std::string& option);
 
-// Fetches the data set into memory (with a progress bar, cancelled by an interrupt). Errors name
-// `command` and the data set.
-qx::AnaData fetchRecord(const GlobalOptions& globals, const std::string& command, const DataSetName& name);
+// Fetches the data set into memory (with a progress bar, cancelled by an interrupt), through the
+// local cache as `service` says. Errors name `command` and the data set.
+qx::AnaData fetchRecord(const GlobalOptions& globals, const ServiceOptions& service, const std::string& command,
+                        const DataSetName& name);
 
 // Parses a decimal int (the whole text). Throws ToolError (exitUsage) naming `what`.
 int parseInt(const std::string& text, const std::string& what);

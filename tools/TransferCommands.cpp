@@ -57,11 +57,12 @@ struct GetOptions {
     std::optional<std::string> shot, subshot;
     int batchSubshot = 1, jobs = 8;
     bool zip = false, force = false;
+    ServiceOptions service;
 };
 
 void getOne(const GlobalOptions& globals, const GetOptions& o) {
     const DataSetName name = dataSetFrom(o.diag, *o.shot, o.subshot);
-    const anadata::Session session = openSession(globals);
+    const anadata::Session session = openSession(globals, o.service);
     const std::string what = "get " + name.text();
     // A directory is joined to the file name with a slash of its own.
     std::string output = o.output.empty() ? "." : o.output;
@@ -80,50 +81,31 @@ void getOne(const GlobalOptions& globals, const GetOptions& o) {
               << " bytes)\n";
 }
 
-struct ShotFile {
-    std::string path;
-    std::optional<anadata::Error> error;
-};
-
 // Fetches every shot into dir under its own name (DataSetName::fileName), `jobs` at a time, so
-// that data sets registered from files of one name never collide. A failed shot does not stop the
-// others; an interrupt stops them all.
-std::vector<ShotFile> fetchShotFiles(const anadata::Session& session, const GetOptions& o,
-                                     const std::vector<int>& shots, int subshot, const std::string& dir) {
+// that data sets registered from files of one name never collide; through the cache, the
+// catalogue is asked once for the range. A failed shot does not stop the others; an interrupt
+// stops them all.
+std::vector<anadata::FetchOutcome> fetchShotFiles(const anadata::Session& session, const GetOptions& o,
+                                                  const std::vector<int>& shots, int subshot, const std::string& dir) {
     const std::string what = "get " + o.diag + " " + o.shots;
-    std::vector<ShotFile> files(shots.size());
-    anadata::FetchFileOptions options;
-    options.keepArchive = o.zip;
-    options.overwrite = o.force;
-    options.progress = [](std::uint64_t, std::uint64_t) { return !interrupted(); };
+    std::vector<std::string> paths;
+    for (int shot : shots)
+        paths.push_back((fs::path(dir) / (DataSetName{o.diag, shot, subshot}.fileName() + (o.zip ? ".zip" : ""))).string());
+    anadata::FetchFileOptions file;
+    file.keepArchive = o.zip;
+    file.overwrite = o.force;
+    file.progress = [](std::uint64_t, std::uint64_t) { return !interrupted(); };
     ProgressBar bar(what, ProgressBar::Unit::items);
-    const anadata::Progress report = bar.callback();
-    std::mutex reportMutex;
-    std::size_t finished = 0;
-    std::atomic<std::size_t> next{0};
+    anadata::BatchOptions batch;
+    batch.jobs = o.jobs;
+    batch.progress = bar.callback();
     const CancelOnInterrupt cancel;
-    auto work = [&] {
-        for (std::size_t i; !interrupted() && (i = next++) < shots.size();) {
-            const DataSetName name{o.diag, shots[i], subshot};
-            const fs::path target = fs::path(dir) / (name.fileName() + (o.zip ? ".zip" : ""));
-            try {
-                files[i].path = session.fetchFile(name.diag, name.shot, name.subshot, target.string(), options);
-            } catch (const anadata::Error& e) {
-                files[i].error = e;
-            } catch (const std::exception& e) {
-                files[i].error = anadata::Error(anadata::ErrorCode::local_io, e.what());
-            }
-            const std::lock_guard<std::mutex> lock(reportMutex);
-            report(++finished, shots.size());
-        }
-    };
-    std::vector<std::thread> pool;
-    for (std::size_t t = 1; t < std::min<std::size_t>(static_cast<std::size_t>(o.jobs), shots.size()); ++t)
-        pool.emplace_back(work);
-    work();
-    for (std::thread& t : pool) t.join();
-    if (interrupted()) throw anadata::Error(anadata::ErrorCode::cancelled, what + ": cancelled");
-    return files;
+    try {
+        return session.fetchFiles(o.diag, shots, subshot, paths, file, batch);
+    } catch (const anadata::Error& e) {
+        const bool cancelled = e.code() == anadata::ErrorCode::cancelled;
+        throw anadata::Error(e.code(), what + ": " + (cancelled ? std::string("cancelled") : e.what()));
+    }
 }
 
 // One file per shot in -o DIR, made when missing. Every failure is a line; the last one goes to
@@ -143,17 +125,17 @@ void getShots(const GlobalOptions& globals, const GetOptions& o) {
     std::vector<int> shots;
     for (int shot = range.first; shot <= range.last; ++shot) shots.push_back(shot);
 
-    const anadata::Session session = openSession(globals);
-    const std::vector<ShotFile> files = fetchShotFiles(session, o, shots, subshot, dir);
+    const anadata::Session session = openSession(globals, o.service);
+    const std::vector<anadata::FetchOutcome> files = fetchShotFiles(session, o, shots, subshot, dir);
     std::vector<std::string> failures;
     std::vector<int> missing;
     int status = exitOk;
     for (std::size_t i = 0; i < shots.size(); ++i) {
         const DataSetName name{o.diag, shots[i], subshot};
-        const ShotFile& file = files[i];
+        const anadata::FetchOutcome& file = files[i];
         if (!file.error) {
             std::cout << "fetched " << name.text() << " -> " << shownPath(file.path, o.output.empty()) << " ("
-                      << fileSize(file.path) << " bytes)\n";
+                      << fileSize(file.path) << " bytes" << (file.fromCache ? ", from the local cache" : "") << ")\n";
         } else if (file.error->code() == anadata::ErrorCode::not_found) {
             missing.push_back(shots[i]);
         } else {
@@ -196,6 +178,7 @@ void addGet(CLI::App& app, const GlobalOptions& globals) {
                     "File to write, or a directory to write into (default: the service's file name here)");
     cmd->add_flag("--zip", o->zip, "Keep the zip archive as it travelled instead of extracting it (a .zip name)");
     cmd->add_flag("--force", o->force, "Replace an output file that exists");
+    addFetchOptions(*cmd, o->service);
     cmd->callback([&globals, o] {
         if (!o->shots.empty()) return getShots(globals, *o);
         if (!o->shot) throw ToolError(exitUsage, "get: give SHOT or --shots FROM-TO");

@@ -1,7 +1,9 @@
 // Entry and temporary file names of the cache.
 #include "cache_key.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -45,7 +47,33 @@ bool lowerHex(const char* text, std::size_t count) {
     return true;
 }
 
+std::string lowerCase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
 }  // namespace
+
+std::string cacheEndpoint(const std::string& endpoint) {
+    const std::string::size_type schemeEnd = endpoint.find("://");
+    if (schemeEnd == std::string::npos) return endpoint;
+    const std::string scheme = lowerCase(endpoint.substr(0, schemeEnd));
+    const std::string::size_type hostStart = schemeEnd + 3;
+    const std::string::size_type pathStart = std::min(endpoint.find_first_of("/?#", hostStart), endpoint.size());
+    std::string authority = endpoint.substr(hostStart, pathStart - hostStart);
+    // Account names before an "@" keep their case; host names have none.
+    const std::string::size_type at = authority.rfind('@');
+    const std::string::size_type host = at == std::string::npos ? 0 : at + 1;
+    authority = authority.substr(0, host) + lowerCase(authority.substr(host));
+    const std::string defaultPort = scheme == "http" ? ":80" : scheme == "https" ? ":443" : "";
+    if (!defaultPort.empty() && authority.size() > defaultPort.size() &&
+        authority.compare(authority.size() - defaultPort.size(), defaultPort.size(), defaultPort) == 0)
+        authority.erase(authority.size() - defaultPort.size());
+    std::string rest = endpoint.substr(pathStart);
+    if (rest.empty() || rest[0] != '/') rest.insert(0, "/");
+    return scheme + "://" + authority + rest;
+}
 
 EntryName entryNameOf(const CacheKey& key) {
     Fnv1a hash;
@@ -53,6 +81,7 @@ EntryName entryNameOf(const CacheKey& key) {
     hash.add(key.name);
     hash.add(key.shot);
     hash.add(key.subshot);
+    hash.add(static_cast<int>(key.kind));
     EntryName name;
     const auto value = static_cast<unsigned long long>(hash.value());
     std::snprintf(name.file, sizeof name.file, "%016llx.entry", value);

@@ -1,21 +1,35 @@
-// The key of a cache entry (endpoint, data name, shot, sub-shot) and the file name it is kept under.
+// The key of a cache entry (endpoint, data name, shot, sub-shot, what it holds) and the file name
+// it is kept under.
 #ifndef ANADATA_CACHE_CACHE_KEY_H
 #define ANADATA_CACHE_CACHE_KEY_H
 
+#include <cstdint>
 #include <string>
 
 namespace anadata::detail {
 
+// What an entry holds: the record in the dump format (for fetch), or the bytes of a file exactly
+// as a download wrote them (for fetchFile): the data file the service's archive holds, or the
+// archive itself. One data set may have an entry of each kind.
+enum class PayloadKind : std::uint32_t { record = 1, dataFile = 2, archive = 3 };
+
 struct CacheKey {
-    std::string endpoint;  // as the session was given it
+    std::string endpoint;  // as cacheEndpoint() gives it
     std::string name;
     int shot = 0;
     int subshot = 1;
+    PayloadKind kind = PayloadKind::record;
 
     bool operator==(const CacheKey& other) const {
-        return shot == other.shot && subshot == other.subshot && name == other.name && endpoint == other.endpoint;
+        return shot == other.shot && subshot == other.subshot && kind == other.kind && name == other.name &&
+               endpoint == other.endpoint;
     }
 };
+
+// The endpoint as keys hold it, so that the spellings of one service share their entries: scheme
+// and host in lower case, the scheme's default port left out, and "/" for an empty path
+// ("HTTP://Host:80" and "http://host/" are one).
+std::string cacheEndpoint(const std::string& endpoint);
 
 // Where an entry lives below the cache's own directory: a shard directory of two hex digits and a
 // file of sixteen hex digits with ".entry", both from a 64-bit hash of the key. Keys that collide

@@ -1,9 +1,11 @@
 // Reading, checking and writing the entries of the local cache.
 #include "cache_store.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 #include <istream>
+#include <memory>
 #include <new>
 #include <ostream>
 #include <random>
@@ -13,10 +15,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "cache_directory.h"
 #include "cache_upkeep.h"
 #include "checksum_streams.h"
-#include "entry_header.h"
 
 namespace anadata::detail {
 
@@ -92,38 +92,52 @@ std::uint64_t CacheStore::trimInterval() const {
     return std::max<std::uint64_t>(options_.maxBytes / 16, 1);
 }
 
-std::optional<CacheStore::Found> CacheStore::load(const CacheKey& key, const Entry* row) const {
-    const EntryName where = entryNameOf(key);
+void OpenEntry::drop() const {
+    removeIfSame(shard.get(), where.file, info);
+}
+
+std::optional<OpenEntry> CacheStore::open(const CacheKey& key, const Entry* row) const {
+    OpenEntry entry;
+    entry.where = entryNameOf(key);
     const Descriptor entries = openEntries(options_.directory, false);
     if (!entries) return std::nullopt;
-    const Descriptor shard = openShard(entries.get(), where.shard, false);
-    if (!shard) return std::nullopt;
-    struct stat info;
-    const Descriptor file = openEntryFile(shard.get(), where.file, info);
-    if (!file) return std::nullopt;
-    const auto drop = [&] {
-        removeIfSame(shard.get(), where.file, info);
-        return std::nullopt;
-    };
+    entry.shard = openShard(entries.get(), entry.where.shard, false);
+    if (!entry.shard) return std::nullopt;
+    entry.file = openEntryFile(entry.shard.get(), entry.where.file, entry.info);
+    if (!entry.file) return std::nullopt;
 
     // No entry larger than the limit is ever stored, which bounds what a planted file can cost.
-    const auto fileBytes = static_cast<std::uint64_t>(info.st_size);
-    if (fileBytes > options_.maxBytes) return drop();
-    std::size_t headerBytes = 0;
-    std::optional<EntryHeader> header = readHeader(file.get(), fileBytes, headerBytes);
-    if (!header) return drop();
+    const auto fileBytes = static_cast<std::uint64_t>(entry.info.st_size);
+    std::optional<EntryHeader> header;
+    if (fileBytes <= options_.maxBytes) header = readHeader(entry.file.get(), fileBytes, entry.headerBytes);
+    if (!header) {
+        entry.drop();
+        return std::nullopt;
+    }
     if (!(header->key == key)) return std::nullopt;  // another key of the same hash
     if (row != nullptr && !(header->row == CatalogueRow::of(*row))) return std::nullopt;
+    entry.header = std::move(*header);
+    return entry;
+}
 
-    ChecksumReader payload(file.get(), headerBytes, header->payloadBytes);
+std::optional<CacheStore::Found> CacheStore::load(const CacheKey& key, const Entry* row) const {
+    CacheKey recordKey = key;
+    recordKey.kind = PayloadKind::record;
+    std::optional<OpenEntry> entry = open(recordKey, row);
+    if (!entry) return std::nullopt;
+    ChecksumReader payload(entry->file.get(), entry->headerBytes, entry->header.payloadBytes);
     std::istream in(&payload);
     try {
         qx::AnaData record = qx::AnaData::restore(in);
-        if (!in || !payload.intact(header->payloadCrc)) return drop();
-        markUsed(file.get());
-        return Found{std::move(record), std::move(*header)};
+        if (!in || !payload.intact(entry->header.payloadCrc)) {
+            entry->drop();
+            return std::nullopt;
+        }
+        markUsed(entry->file.get());
+        return Found{std::move(record), std::move(entry->header)};
     } catch (const qx::clsException&) {
-        return drop();  // no dump at all
+        entry->drop();  // no dump at all
+        return std::nullopt;
     } catch (const std::bad_alloc&) {
         return std::nullopt;
     }
@@ -135,18 +149,52 @@ std::optional<qx::AnaData> CacheStore::lookup(const CacheKey& key, const Entry& 
     return std::move(found->record);
 }
 
+namespace {
+
+Entry rowOf(const EntryHeader& header) {
+    Entry row;
+    row.name = header.key.name;
+    row.shot = header.key.shot;
+    row.subshot = header.key.subshot;
+    row.filename = header.row.filename;
+    row.filedate = header.row.filedate;
+    row.user = header.row.user;
+    row.size = header.row.size;
+    return row;
+}
+
+}  // namespace
+
 std::optional<CacheStore::Held> CacheStore::lookupOffline(const CacheKey& key) const {
     std::optional<Found> found = load(key, nullptr);
     if (!found) return std::nullopt;
-    Held held{std::move(found->record), Entry{}};
-    held.row.name = key.name;
-    held.row.shot = key.shot;
-    held.row.subshot = key.subshot;
-    held.row.filename = std::move(found->header.row.filename);
-    held.row.filedate = std::move(found->header.row.filedate);
-    held.row.user = std::move(found->header.row.user);
-    held.row.size = found->header.row.size;
-    return held;
+    return Held{std::move(found->record), rowOf(found->header)};
+}
+
+std::optional<CachedFile> CacheStore::lookupFile(const CacheKey& key, const Entry* row) const {
+    if (key.kind == PayloadKind::record) return std::nullopt;
+    std::optional<OpenEntry> entry = open(key, row);
+    if (!entry) return std::nullopt;
+    markUsed(entry->file.get());
+    Entry held = rowOf(entry->header);
+    return CachedFile(std::move(*entry), std::move(held));
+}
+
+bool CachedFile::copyTo(const std::function<void(const char* data, std::size_t size)>& write) const {
+    ChecksumReader payload(entry_.file.get(), entry_.headerBytes, entry_.header.payloadBytes);
+    constexpr std::size_t piece = std::size_t(1) << 20;
+    const std::unique_ptr<char[]> buffer(new char[piece]);
+    std::uint64_t left = entry_.header.payloadBytes;
+    while (left > 0) {
+        const auto want = static_cast<std::streamsize>(std::min<std::uint64_t>(left, piece));
+        const std::streamsize got = payload.sgetn(buffer.get(), want);
+        if (got <= 0) break;
+        write(buffer.get(), static_cast<std::size_t>(got));
+        left -= static_cast<std::uint64_t>(got);
+    }
+    if (left == 0 && payload.intact(entry_.header.payloadCrc)) return true;
+    entry_.drop();
+    return false;
 }
 
 std::vector<CacheStore::BatchItem> CacheStore::lookupMany(const std::string& endpoint, const std::string& name,
@@ -166,6 +214,33 @@ std::vector<CacheStore::BatchItem> CacheStore::lookupMany(const std::string& end
 }
 
 bool CacheStore::store(const CacheKey& key, const Entry& row, const qx::AnaData& record) const {
+    CacheKey recordKey = key;
+    recordKey.kind = PayloadKind::record;
+    return write(recordKey, row, [&](std::ostream& out) {
+        record.dump(out);
+        return true;
+    });
+}
+
+bool CacheStore::storeFile(const CacheKey& key, const Entry& row, const std::string& path) const {
+    if (key.kind == PayloadKind::record) return false;
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file) return false;
+    return write(key, row, [&](std::ostream& out) {
+        constexpr std::size_t piece = std::size_t(1) << 20;
+        const std::unique_ptr<char[]> buffer(new char[piece]);
+        for (;;) {
+            const ssize_t got = ::read(file.get(), buffer.get(), piece);
+            if (got < 0 && errno == EINTR) continue;
+            if (got < 0) return false;
+            if (got == 0) return true;
+            if (!out.write(buffer.get(), got)) return false;
+        }
+    });
+}
+
+bool CacheStore::write(const CacheKey& key, const Entry& row,
+                       const std::function<bool(std::ostream&)>& payloadOf) const {
     std::uint64_t entryBytes = 0;
     try {
         const EntryName where = entryNameOf(key);
@@ -181,8 +256,7 @@ bool CacheStore::store(const CacheKey& key, const Entry& row, const qx::AnaData&
         if (file.fd() < 0 || !writeAll(file.fd(), head, 0) || ::lseek(file.fd(), 0, SEEK_END) < 0) return false;
         ChecksumWriter payload(file.fd(), options_.maxBytes - head.size());
         std::ostream out(&payload);
-        record.dump(out);
-        if (!out.flush() || !payload.finish()) return false;
+        if (!payloadOf(out) || !out.flush() || !payload.finish()) return false;
         // The header goes in again with the payload's length and checksum; same length, same place.
         header.payloadBytes = payload.written();
         header.payloadCrc = payload.checksum();

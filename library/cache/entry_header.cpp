@@ -14,7 +14,6 @@ namespace anadata::detail {
 namespace {
 
 constexpr char magic[8] = {'A', 'D', 'C', 'A', 'C', 'H', 'E', '1'};
-constexpr std::uint32_t dumpFormat = 1;
 // Magic, header length, format, payload length and checksum, shot, sub-shot, size, time.
 constexpr std::size_t fixedBytes = 8 + 4 + 4 + 8 + 4 + 4 + 4 + 8 + 8;
 constexpr std::size_t smallestHeader = fixedBytes + 5 * 4 + 4;
@@ -98,7 +97,7 @@ std::string encodeHeader(const EntryHeader& header) {
     Writer w;
     w.bytes(magic, sizeof magic);
     w.number(length, 4);
-    w.number(dumpFormat, 4);
+    w.number(static_cast<std::uint32_t>(header.key.kind), 4);
     w.number(header.payloadBytes, 8);
     w.number(header.payloadCrc, 4);
     w.number(static_cast<std::uint32_t>(header.key.shot), 4);
@@ -133,7 +132,12 @@ std::optional<EntryHeader> readHeader(int fd, std::uint64_t fileBytes, std::size
                           r.field(header.row.size, 8) && r.field(header.storedAt, 8) &&
                           r.text(header.key.endpoint) && r.text(header.key.name) && r.text(header.row.filename) &&
                           r.text(header.row.filedate) && r.text(header.row.user);
-    if (!complete || r.left() != 0 || format != dumpFormat) return std::nullopt;
+    if (!complete || r.left() != 0) return std::nullopt;
+    if (format != static_cast<std::uint32_t>(PayloadKind::record) &&
+        format != static_cast<std::uint32_t>(PayloadKind::dataFile) &&
+        format != static_cast<std::uint32_t>(PayloadKind::archive))
+        return std::nullopt;
+    header.key.kind = static_cast<PayloadKind>(format);
     if (header.payloadBytes != fileBytes - length) return std::nullopt;
     headerBytes = static_cast<std::size_t>(length);
     return header;

@@ -29,7 +29,8 @@ struct CatalogueRow {
 // File layout, all numbers little-endian:
 //   "ADCACHE1"           8 bytes
 //   header length        u32, all of the header including its checksum (at most maxHeaderBytes)
-//   payload format       u32, 1: the qx::AnaData dump format
+//   payload format       u32, the key's PayloadKind: 1 the qx::AnaData dump format, 2 a data file,
+//                        3 a zip archive (both byte for byte as downloaded)
 //   payload length       u64, bytes after the header; the file is exactly header + payload
 //   payload checksum     u32, CRC-32 (gzip's) of the payload
 //   shot, sub-shot       i32 each

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include "byte_pipe.h"
+#include "cached_fetch.h"
 #include "staged_file.h"
 #include "zip_error.h"
 #include "zip_stream_reader.h"
@@ -18,6 +19,8 @@ namespace {
 // Thrown into the download when the reader on the other end of the pipe has stopped; the
 // reader's own error then explains why.
 struct ReaderStopped {};
+
+}  // namespace
 
 // The service's file name as a plain name for a local file; a name that is none falls back to
 // the one the qx:: interface gives records.
@@ -33,8 +36,6 @@ bool isDirectory(const std::string& path) {
     struct stat info;
     return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
-
-}  // namespace
 
 qx::AnaData fetchRecord(Session::Impl& impl, const DataSetRef& ref, ArchiveLength length,
                         const TransferControl& control) {
@@ -110,12 +111,12 @@ std::string fetchToFile(Session::Impl& impl, const DataSetRef& ref, const std::s
 namespace anadata {
 
 qx::AnaData Session::fetch(const std::string& name, int shot, int subshot, const Progress& progress) const {
-    return detail::fetchRecord(*impl_, {name, shot, subshot}, {}, {&progress, nullptr});
+    return detail::fetchThroughCache(*impl_, {name, shot, subshot}, {&progress, nullptr});
 }
 
 std::string Session::fetchFile(const std::string& name, int shot, int subshot, const std::string& path,
                                const FetchFileOptions& options) const {
-    return detail::fetchToFile(*impl_, {name, shot, subshot}, path, options, {}, {&options.progress, nullptr});
+    return detail::fetchFileThroughCache(*impl_, {name, shot, subshot}, path, options, {&options.progress, nullptr});
 }
 
 }  // namespace anadata

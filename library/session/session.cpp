@@ -3,6 +3,8 @@
 
 #include <new>
 
+#include "cache_store.h"
+
 namespace anadata {
 
 namespace detail {
@@ -16,7 +18,10 @@ std::string dataSetName(const std::string& name, int shot, int subshot) {
 Session::Impl::Impl(SessionOptions opts)
     : options(std::move(opts)),
       pool(detail::ConnectionSettings{options.endpoint, options.caFile, options.ioTimeout, options.requestTimeout},
-           options.connections) {}
+           options.connections),
+      cacheEndpoint(detail::cacheEndpoint(options.endpoint)) {
+    if (!options.cache.directory.empty()) cache = std::make_shared<const detail::CacheStore>(options.cache);
+}
 
 detail::ConnectionPool::Lease Session::Impl::lease() {
     auto leased = [this] {

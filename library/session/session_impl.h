@@ -2,6 +2,7 @@
 #ifndef ANADATA_SESSION_SESSION_IMPL_H
 #define ANADATA_SESSION_SESSION_IMPL_H
 
+#include <memory>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -12,6 +13,10 @@
 #include "session.h"
 
 namespace anadata {
+
+namespace detail {
+class CacheStore;
+}
 
 struct Session::Impl {
     explicit Impl(SessionOptions opts);
@@ -41,6 +46,10 @@ struct Session::Impl {
     SessionOptions options;
     mutable std::mutex passwordMutex;
     detail::ConnectionPool pool;
+    // The local cache of options.cache; null when none is configured.
+    std::shared_ptr<const detail::CacheStore> cache;
+    // The endpoint as the cache's keys name it.
+    std::string cacheEndpoint;
 };
 
 namespace detail {

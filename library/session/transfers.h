@@ -56,6 +56,11 @@ qx::AnaData fetchRecord(Session::Impl& impl, const DataSetRef& ref, ArchiveLengt
 std::string fetchToFile(Session::Impl& impl, const DataSetRef& ref, const std::string& path,
                         const FetchFileOptions& options, ArchiveLength length, const TransferControl& control);
 
+// The name fetchToFile gives the file it writes into a directory: the service's file name
+// (less ".zip" unless keepArchive), or the qx:: interface's name for one that is no plain name.
+std::string localName(const std::string& serverName, const DataSetRef& ref, bool keepArchive);
+bool isDirectory(const std::string& path);
+
 // Throws Error(cancelled) when the control says to stop or the progress callback says no.
 void checkProgress(const TransferControl& control, const std::string& what, std::uint64_t done, std::uint64_t total);
 

@@ -12,6 +12,7 @@ from . import _arguments, errors
 from ._anadata import Column, Entry, Record, Session, library_version, read
 from .errors import (AuthError, Busy, Cancelled, CertificateError, Error, FormatError, GridMismatch, IOError,
                      NotFound, Replaced, ServiceError, TimeoutError, TransportError)
+from .fetched import FetchedRecords
 from .shots import open_shots
 
 __version__ = library_version
@@ -20,7 +21,7 @@ _arguments.name_bad_arguments(Column, Entry, Record, Session)
 read = _arguments.named(read)
 
 __all__ = [
-    "AuthError", "Busy", "Cancelled", "CertificateError", "Column", "Entry", "Error", "FormatError",
-    "GridMismatch", "IOError", "NotFound", "Record", "Replaced", "ServiceError", "Session", "TimeoutError",
-    "TransportError", "errors", "open_shots", "read",
+    "AuthError", "Busy", "Cancelled", "CertificateError", "Column", "Entry", "Error", "FetchedRecords",
+    "FormatError", "GridMismatch", "IOError", "NotFound", "Record", "Replaced", "ServiceError", "Session",
+    "TimeoutError", "TransportError", "errors", "open_shots", "read",
 ]

@@ -9,6 +9,11 @@ from ._anadata import Session
 from .errors import GridMismatch, NotFound, Replaced, batch_error, shot_list
 
 
+def version_of(entry):
+    """What tells two states of a data set apart: its catalogue row's file name, date and size."""
+    return entry.filename, entry.filedate, entry.size
+
+
 def catalogue_versions(session, name, shots, subshot):
     """{shot: (file name, file date, size)} of those of `shots` the catalogue lists for the name.
 
@@ -23,11 +28,21 @@ def catalogue_versions(session, name, shots, subshot):
         rows = session.search(name, first, last, subshot=subshot, limit=min(last - first + 1, 100000))
         for e in rows:
             if e.name == name and e.subshot == subshot and e.shot in wanted:
-                versions[e.shot] = (e.filename, e.filedate, e.size)
+                versions[e.shot] = version_of(e)
         reached = max((e.shot for e in rows), default=last)
         if reached >= last:
             break
         first = reached + 1
+    return versions
+
+
+def cached_versions(session, name, shots, subshot, group):
+    """The versions of an offline session: those the cache holds (the rows its entries were stored
+    under), read `group` shots at a time."""
+    versions = {}
+    for i in range(0, len(shots), group):
+        records, _ = session.fetch_many(name, shots[i:i + group], subshot, errors="return")
+        versions.update((shot, version_of(e)) for shot, e in records.entries.items() if shot in records)
     return versions
 
 
@@ -108,21 +123,28 @@ def replaced_error(name, subshot, then, now):
                     "open it again\n  " + "\n  ".join(lines))
 
 
+def versions_fetched(records):
+    """{shot: version} of the records a task's fetch_many got, by the rows of the batch's own
+    catalogue search (offline: the rows the cache entries were stored under); no further request.
+
+    A record the cache served is exactly the version of its row. A download began after that
+    search, so a data set replaced in the moment between the two would pass under its old row.
+    """
+    return {shot: version_of(records.entries[shot]) for shot in records if shot in records.entries}
+
+
 def fetch_group(task):
     """Fetches the task's shots with one fetch_many and returns {variable: array (shots, *grid)}.
 
-    After the batch, one catalogue search checks that each shot is still the version the dataset
-    was opened with: a data set replaced (or deleted) meanwhile raises Replaced rather than
-    mixing two states of the data.
+    Each shot must still be the version the dataset was opened with (see versions_fetched): a data
+    set replaced (or deleted) meanwhile raises Replaced rather than mixing two states of the data.
     """
     session = task.session.session
     records, failures = session.fetch_many(task.name, task.shots, task.subshot, jobs=task.jobs, errors="return")
     failed = {shot: e for shot, e in failures.items() if not isinstance(e, NotFound)}
     if failed:
         raise batch_error(f"open_shots {task.name}", failed, records)
-    now = catalogue_versions(session, task.name, task.shots, task.subshot)
-    for shot in failures:  # not found, though listed at the open
-        now.pop(shot, None)
+    now = versions_fetched(records)
     if any(now.get(shot) != version for shot, version in task.versions.items()):
         raise replaced_error(task.name, task.subshot, task.versions, now)
     grid = task.layout.shape
@@ -141,9 +163,11 @@ def open_shots(name, shots, subshot=1, *, session=None, shots_per_task=32, jobs=
     The record's dimensions become coordinates and each value column a variable, with their units in
     attrs["units"]. One catalogue search finds which shots exist and their versions (file date and
     size); the first shot found is fetched to learn the grid. The data is fetched in tasks of
-    `shots_per_task` shots, each one fetch_many with `jobs` transfers: lazily, as dask arrays, when
-    dask is installed (compute() on the threaded scheduler or on a dask.distributed cluster, whose
-    workers open their own connections), at once otherwise.
+    `shots_per_task` shots, each one fetch_many with `jobs` transfers, through the session's cache
+    when it has one: lazily, as dask arrays, when dask is installed (compute() on the threaded
+    scheduler or on a dask.distributed cluster, whose workers open their own connections and
+    cache objects), at once otherwise. An offline session finds the shots and their versions in
+    its cache.
 
     missing="skip" leaves out shots without the data set and lists them in attrs["missing_shots"];
     "raise" raises NotFound naming them. A shot whose grid or columns differ raises GridMismatch, a
@@ -162,7 +186,10 @@ def open_shots(name, shots, subshot=1, *, session=None, shots_per_task=32, jobs=
     subshot = subshot or 1  # sub-shot 0 is registered as 1
     session = Session() if session is None else session
 
-    versions = catalogue_versions(session, name, shots, subshot)
+    if session.offline:
+        versions = cached_versions(session, name, shots, subshot, shots_per_task)
+    else:
+        versions = catalogue_versions(session, name, shots, subshot)
     absent = [shot for shot in shots if shot not in versions]
     present = [shot for shot in shots if shot in versions]
     if (absent and missing == "raise") or not present:

@@ -76,11 +76,36 @@ auto withProgress(const py::object& callable, Operation operation) {
     }
 }
 
+// The cache= argument: a directory (str or path, "~" the home directory), or False for none.
+std::string cacheDirectory(const py::object& cache) {
+    if (py::isinstance<py::bool_>(cache)) {
+        if (cache.cast<bool>())
+            throw py::type_error("Session(): argument 'cache' must be a directory or False, not True");
+        return "";
+    }
+    try {
+        const py::module_ os = py::module_::import("os");
+        return os.attr("path").attr("expanduser")(os.attr("fspath")(cache)).cast<std::string>();
+    } catch (const py::error_already_set&) {
+        throw py::type_error("Session(): argument 'cache' must be a directory (str or os.PathLike) or False, not " +
+                             std::string(py::str(py::type::handle_of(cache).attr("__name__"))));
+    }
+}
+
 Session makeSession(const std::optional<std::string>& endpoint, const std::optional<std::string>& account,
                     const std::optional<std::string>& password,
                     const std::optional<std::filesystem::path>& settings, std::optional<int> timeout,
                     std::optional<int> requestTimeout, std::optional<int> connections,
-                    const std::optional<std::string>& cafile) {
+                    const std::optional<std::string>& cafile, const py::object& cache,
+                    std::optional<std::uint64_t> cacheMaxBytes, std::optional<bool> offline,
+                    std::optional<int> retries, std::optional<int> streams) {
+    if ((timeout && *timeout < 1) || (requestTimeout && *requestTimeout < 1))
+        throw py::value_error("Session(): time-outs are at least 1 second");
+    if ((retries && *retries < 0) || (streams && *streams < 1))
+        throw py::value_error("Session(): retries is 0 or more, streams 1 or more");
+    const bool cacheGiven = !cache.is_none();
+    const std::string cacheDir = cacheGiven ? cacheDirectory(cache) : "";  // while the GIL is held
+    py::gil_scoped_release unlocked;
     // The settings file is read only when no endpoint is given; every argument given wins over it.
     SessionOptions options = endpoint ? SessionOptions{} : loadSettings(settings ? settings->string() : "");
     if (endpoint) options.endpoint = *endpoint;
@@ -90,6 +115,11 @@ Session makeSession(const std::optional<std::string>& endpoint, const std::optio
     if (requestTimeout) options.requestTimeout = std::chrono::seconds(*requestTimeout);
     if (connections) options.connections = *connections;
     if (cafile) options.caFile = *cafile;
+    if (cacheGiven) options.cache.directory = cacheDir;
+    if (cacheMaxBytes) options.cache.maxBytes = *cacheMaxBytes;
+    if (offline) options.offline = *offline;
+    if (retries) options.retries = *retries;
+    if (streams) options.streams = *streams;
     return Session(options);
 }
 
@@ -105,16 +135,22 @@ py::object fetchMany(const Session& session, const std::string& name, const std:
         options.progress = std::move(report);
         return session.fetchMany(name, shots, subshot, options);
     });
-    py::dict records, failures, raised;
+    const py::object records = py::module_::import("anadata.fetched").attr("FetchedRecords")();
+    py::dict failures, raised, entries;
+    py::set fromCache;
     for (FetchOutcome& outcome : outcomes) {
         const py::int_ shot(outcome.shot);
+        if (outcome.entry) entries[shot] = py::cast(std::move(*outcome.entry));
         if (outcome.ok()) {
             records[shot] = py::cast(std::move(*outcome.record));
+            if (outcome.fromCache) fromCache.add(shot);
             continue;
         }
         failures[shot] = exceptionFor(*outcome.error);
         if (errors == "raise" || outcome.error->code() != ErrorCode::not_found) raised[shot] = failures[shot];
     }
+    records.attr("from_cache") = py::frozenset(fromCache);
+    records.attr("entries") = entries;
     if (errors == "return") return py::make_tuple(records, failures);
     if (!raised.empty()) {
         const py::object error =
@@ -182,16 +218,35 @@ void bindSession(py::module_& m) {
         .def(py::init(&makeSession), "endpoint"_a = py::none(), "account"_a = py::none(),
              "password"_a = py::none(), py::kw_only(), "settings"_a = py::none(), "timeout"_a = py::none(),
              "request_timeout"_a = py::none(), "connections"_a = py::none(), "cafile"_a = py::none(),
-             released,
+             "cache"_a = py::none(), "cache_max_bytes"_a = py::none(), "offline"_a = py::none(),
+             "retries"_a = py::none(), "streams"_a = py::none(),
              "A session on `endpoint` as `account`; without an endpoint, the settings file's ($CLIENT_INI2,\n"
              "~/.client2.ini, /etc/client2.ini, or `settings`), the arguments given winning over it.\n"
              "timeout: seconds for each connect, send or receive; request_timeout: seconds for a whole\n"
              "request; connections: idle connections kept; cafile: CA bundle for https. No connection is\n"
-             "made until the first call.")
+             "made until the first call.\n\n"
+             "cache: a directory (~ the home directory) that keeps fetched data sets (False: none;\n"
+             "default: [cache] dir= of the settings file when it is read), cache_max_bytes its size limit\n"
+             "(default: max_bytes= or 8 GiB). A data set is served from it only while the catalogue lists the same file, asked once\n"
+             "per fetch and once per fetch_many. offline=True serves only what the cache holds and raises\n"
+             "NotFound for the rest, without asking the service. retries: attempts of a fetch or search\n"
+             "after a lost connection, a time-out or a busy service (default 4, 0: none); streams:\n"
+             "connections one large download uses at once (default 4).")
         .def_property_readonly(
             "endpoint", [](const Session& s) { return s.options().endpoint; }, "URL of the service.")
         .def_property_readonly(
             "account", [](const Session& s) { return s.options().account; }, "Account name.")
+        .def_property_readonly(
+            "cache",
+            [](const Session& s) -> std::optional<std::string> {
+                const std::string directory = s.options().cache.directory;
+                if (directory.empty()) return std::nullopt;
+                return directory;
+            },
+            "The directory of the local cache, or None.")
+        .def_property_readonly(
+            "offline", [](const Session& s) { return s.options().offline; },
+            "True when fetches are served from the cache alone.")
         .def(
             "fetch",
             [](const Session& s, const std::string& name, int shot, int subshot, const py::object& progress) {
@@ -206,7 +261,9 @@ void bindSession(py::module_& m) {
              "Every shot is tried before anything is raised. errors=\"skip\" leaves out shots that do not\n"
              "exist and raises for any other failure; \"raise\" raises for every failure, missing shots\n"
              "included; \"return\" gives (records, failures) with failures {shot: exception}. A raised\n"
-             "error lists each failed shot and carries `records` (the good ones) and `failures`.")
+             "error lists each failed shot and carries `records` (the good ones) and `failures`.\n\n"
+             "The records come as a FetchedRecords dict: its `from_cache` holds the shots the local cache\n"
+             "served, its `entries` the catalogue row of each shot the batch's one search listed.")
         .def(
             "fetch_file",
             [](const Session& s, const std::string& name, int shot, const std::filesystem::path& path,

@@ -3,7 +3,7 @@
 #include "session_binding.h"
 
 #include <chrono>
-#include <optional>
+#include <memory>
 #include <string>
 
 #include <anadata/session.h>
@@ -17,14 +17,17 @@ namespace anadata::python {
 
 namespace {
 
-// The options by the names of the constructor's arguments. A process that loads it opens its
-// own connections; the password is in it, as the new session needs it to log in.
+// The options by the names of the constructor's arguments ("cache": the directory, "" for none).
+// A process that loads it opens its own connections and cache object (on the same directory);
+// the password is in it, as the new session needs it to log in.
 py::dict optionsState(const Session& session) {
     const SessionOptions o = session.options();
     return py::dict("endpoint"_a = o.endpoint, "account"_a = o.account, "password"_a = o.password,
                     "timeout"_a = o.ioTimeout.count(), "request_timeout"_a = o.requestTimeout.count(),
                     "connections"_a = o.connections, "cafile"_a = o.caFile,
-                    "compression_threads"_a = o.compressionThreads);
+                    "compression_threads"_a = o.compressionThreads, "cache"_a = o.cache.directory,
+                    "cache_max_bytes"_a = o.cache.maxBytes, "offline"_a = o.offline, "retries"_a = o.retries,
+                    "streams"_a = o.streams);
 }
 
 // Keys that are absent keep their defaults, so that a state written by an older version loads.
@@ -39,6 +42,11 @@ Session sessionFromState(const py::dict& state) {
     take("connections", o.connections);
     take("cafile", o.caFile);
     take("compression_threads", o.compressionThreads);
+    take("cache", o.cache.directory);
+    take("cache_max_bytes", o.cache.maxBytes);
+    take("offline", o.offline);
+    take("retries", o.retries);
+    take("streams", o.streams);
     if (state.contains("timeout")) o.ioTimeout = std::chrono::seconds(state["timeout"].cast<long>());
     if (state.contains("request_timeout"))
         o.requestTimeout = std::chrono::seconds(state["request_timeout"].cast<long>());
@@ -56,7 +64,7 @@ Session& heldSession(py::handle self) {
 // left), those in use when their call returns. The session stays usable and connects again.
 void close(py::handle self) {
     Session& session = heldSession(self);
-    std::optional<Session> old(session);
+    auto old = std::make_unique<Session>(session);
     session = Session(session.options());
     py::gil_scoped_release unlocked;
     old.reset();

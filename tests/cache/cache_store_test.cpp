@@ -248,3 +248,11 @@ TEST_F(Cache, SettingsSection) {
     writeFile(dir.file("c.ini"), "[tserver]\nendpoint=http://127.0.0.1:1/\n");
     EXPECT_TRUE(anadata::loadSettings(dir.file("c.ini")).cache.directory.empty());
 }
+
+TEST(CacheKeys, TheSpellingsOfOneEndpointShareTheirEntries) {
+    using anadata::detail::cacheEndpoint;
+    EXPECT_EQ(cacheEndpoint("HTTP://Host.Example:80"), "http://host.example/");
+    EXPECT_EQ(cacheEndpoint("https://h:443/svc"), cacheEndpoint("https://H/svc"));
+    EXPECT_EQ(cacheEndpoint("http://Alice@h:8080"), "http://Alice@h:8080/");
+    EXPECT_NE(cacheEndpoint("http://h:443/"), cacheEndpoint("https://h/"));
+}

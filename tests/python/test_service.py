@@ -57,6 +57,19 @@ def test_session_check_pickle_and_close():
     assert copy.names() == ["sample"]  # closed, then connected again
 
 
+def test_a_cached_session_pickles_with_its_cache_and_serves_from_it(workdir):
+    s = anadata.Session(cache=workdir / "cache", retries=2, streams=2, timeout=5)
+    copy = pickle.loads(pickle.dumps(s))
+    assert copy.cache == str(workdir / "cache") and "secret" not in repr(copy)
+    assert copy.fetch_many("sample", [1234]).from_cache == frozenset()
+    again = copy.fetch_many("sample", [1233, 1234])
+    assert again.from_cache == {1234} and again.entries[1234].shot == 1234
+    offline = pickle.loads(pickle.dumps(anadata.Session(cache=workdir / "cache", offline=True)))
+    assert offline.offline and offline.fetch("sample", 1234) == again[1234]
+    with pytest.raises(anadata.NotFound, match="offline"):
+        offline.fetch("sample", 1233)
+
+
 def test_explog_and_plot(workdir):
     assert anadata.Session().explog(1234) == {"shotno": "1234", "date": "2009/03/07", "energy": "1.5"}
     subprocess.run([sys.executable, "-m", "anadata", "plot", "sample", "1234", "-o", "s.png"], check=True,

@@ -355,6 +355,19 @@ class Transfer(ToolCase):
         self.assertIn("cannot create", self.expect(4, "get", "sample", "1234", "-o", "no/such/dir/x")[1])
         self.assertEqual(self.leftovers(), [])
 
+    def test_fetches_through_the_cache(self):
+        with open(os.environ["CLIENT_INI2"], encoding="utf-8") as f:
+            ini = self.write("cached.ini", f.read() + "\n[cache]\ndir=" + self.path("c") + "\n")
+        get = ("--ini", ini, "get", "sample", "--shots", "1234-1234")
+        self.assertNotIn("cache", self.expect(0, *get, "-o", "cold")[0])
+        self.assertRegex(self.expect(0, *get, "-o", "warm", "--offline")[0], r", from the local cache\)\n\Z")
+        self.assertEqual(self.read("warm/sample@1234.dat"), self.read("cold/sample@1234.dat"))
+        self.expect(1, "--ini", ini, "show", "sample", "1234", "--offline")  # files and records are kept apart
+        self.expect(0, "--ini", ini, "show", "sample", "1234")
+        self.assertEqual(self.json_of("--ini", ini, "show", "sample", "1234", "--json", "--offline")["shot"], 1234)
+        self.expect(2, "--ini", ini, "show", "sample", "1234", "--offline", "--no-cache")
+        self.assertIn("no cache", self.expect(4, "show", "sample", "1234", "--offline")[1])
+
     def test_put_search_get_rm(self):
         self.sample("mine.dat", "--name", "tooltest", "--shot", "4711")
         out, err = self.expect(0, "put", "mine.dat", "--subshot", "3")

@@ -56,11 +56,15 @@ struct SessionOptions {
     std::string caFile;
     // Threads that compress a registration; 0 follows the machine.
     int compressionThreads = 0;
-    // A local cache of fetched records (see cache.h), off while cache.directory is empty: fetch
-    // and fetchMany serve a record from it while the catalogue lists the same file, asked once
-    // per call (one listing for a whole batch), and keep what they download in it.
+    // A local cache of fetched data sets (see cache.h), off while cache.directory is empty: fetch,
+    // fetchFile, fetchMany and fetchFiles serve a data set from it while the catalogue lists the
+    // same file (name, date, size and account), asked once per call (one listing for a whole
+    // batch), and keep what they download in it. Records and files are kept apart: a file comes
+    // back byte for byte as the service's download wrote it.
     CacheOptions cache;
-    // Serve only what the cache holds, without asking the service; what it lacks is not_found.
+    // The fetches serve only what the cache holds, as it was stored, without asking the service;
+    // what it lacks is not_found (everything, when no cache is configured). The other
+    // operations still ask the service.
     bool offline = false;
     // [search] limit= of the settings file: the rows a search asks for when its query gives no
     // limit of its own, for callers that apply it (the tool does); 0: none.
@@ -139,6 +143,12 @@ struct FetchOutcome {
     std::string path;                   // fetchFiles
     std::optional<Error> error;
     bool fromCache = false;  // served by the local cache, without a download
+    // The catalogue's row of the batch's one listing for this shot (offline: the row the cache
+    // entry was stored under); empty when the listing had none. A record or file served from the
+    // cache is exactly the version this row describes; a download began after the listing, so
+    // the data set may have been replaced in between (a caller that must know lists again
+    // after the batch).
+    std::optional<Entry> entry;
     bool ok() const { return !error.has_value(); }
 };
 
@@ -155,12 +165,15 @@ public:
 
     // --- Data sets ---
 
-    // Downloads, inflates and reads the data set into memory, streamed, without any file.
-    // Throws Error: not_found, format (not a record or not an archive), protocol, transport, ...
+    // Downloads, inflates and reads the data set into memory, streamed, without any file. With a
+    // cache, one catalogue call first: the cached record when it was stored under the same row,
+    // else the download, which is kept. Throws Error: not_found, format (not a record or not an
+    // archive), protocol, transport, ...
     qx::AnaData fetch(const std::string& name, int shot, int subshot = 1, const Progress& progress = {}) const;
     // Downloads the data set to `path`, or into `path` under the service's file name (less ".zip"
-    // unless keepArchive) when path is a directory. Returns the path written. Throws
-    // Error(local_io) when the target exists and overwrite is off, or cannot be written.
+    // unless keepArchive) when path is a directory. Returns the path written. With a cache, as
+    // fetch, the file's bytes kept as the download wrote them. Throws Error(local_io) when the
+    // target exists and overwrite is off, or cannot be written.
     std::string fetchFile(const std::string& name, int shot, int subshot, const std::string& path,
                           const FetchFileOptions& options = {}) const;
     // Registers the record under its own name, shot and sub-shot (0 registers 1) with its comment
@@ -178,11 +191,21 @@ public:
     // Fetches one data name over many shots, `jobs` at a time. Returns one outcome per shot, in
     // the order given; a failed item (a missing shot: not_found) does not stop the others. Only a
     // cancel (Error(cancelled)) or a failure that would fail every item before it starts throws.
+    // The catalogue is listed once for the range of the shots (in pages when the service cuts
+    // its answers); with a cache, the shots it holds under the listed rows are served from it
+    // and only the others downloaded (and kept).
     std::vector<FetchOutcome> fetchMany(const std::string& name, const std::vector<int>& shots, int subshot = 1,
                                         const BatchOptions& options = {}) const;
     // The same into files in `directory`, under the service's file names (never overwriting).
     std::vector<FetchOutcome> fetchFiles(const std::string& name, const std::vector<int>& shots, int subshot,
                                          const std::string& directory, const BatchOptions& options = {}) const;
+    // The same with each shot's file named: shots[i] goes to paths[i], written as `file` says
+    // (overwrite, keepArchive); file.progress, when set, is called during every transfer, from the
+    // batch's threads at once, and a false cancels the whole batch. Throws std::invalid_argument
+    // when paths and shots differ in number.
+    std::vector<FetchOutcome> fetchFiles(const std::string& name, const std::vector<int>& shots, int subshot,
+                                         const std::vector<std::string>& paths, const FetchFileOptions& file,
+                                         const BatchOptions& options = {}) const;
 
     // --- Catalogue ---
 
