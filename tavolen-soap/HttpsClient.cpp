@@ -8,6 +8,7 @@
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 
+#include "Endpoint.h"
 #include "soapH.h"
 
 namespace {
@@ -27,15 +28,6 @@ int recordVerdict(int ok, X509_STORE_CTX* store) {
     return ok;
 }
 
-// The host part of "https://host[:port]/...", without the brackets of an IPv6 address.
-std::string hostOf(const char* endpoint) {
-    std::string rest = endpoint + 8;
-    rest = rest.substr(0, rest.find('/'));
-    if (const auto at = rest.rfind('@'); at != std::string::npos) rest.erase(0, at + 1);
-    if (!rest.empty() && rest.front() == '[') return rest.substr(1, rest.find(']') - 1);
-    return rest.substr(0, rest.find(':'));
-}
-
 }  // namespace
 
 bool isHttpsEndpoint(const char* endpoint) {
@@ -52,7 +44,7 @@ int setUpHttps(struct soap* soap, const char* endpoint, const char* caFile) {
     if (status != SOAP_OK || soap->ctx == nullptr) return status;
     // The name check is OpenSSL's, within the verification, so that a mismatch is refused like any
     // other bad certificate (and reported through recordVerdict).
-    const std::string host = hostOf(endpoint);
+    const std::string host = anadata::detail::endpointParts(endpoint).host;
     X509_VERIFY_PARAM* param = SSL_CTX_get0_param(soap->ctx);
     unsigned char address[16];
     const bool literal = inet_pton(AF_INET, host.c_str(), address) == 1 || inet_pton(AF_INET6, host.c_str(), address) == 1;

@@ -26,7 +26,8 @@ void runBatch(Session::Impl& impl, const std::string& name, const std::vector<in
     std::mutex reportMutex;
     std::size_t finished = 0;
     std::exception_ptr callbackFailure;
-    const TransferControl control{nullptr, &stop};
+    // The items already run `jobs` at once: each downloads over one connection.
+    const TransferControl control{nullptr, &stop, 1};
     auto work = [&] {
         for (std::size_t i; !stop && (i = next++) < shots.size();) {
             FetchOutcome& out = outcomes[i];
@@ -37,7 +38,7 @@ void runBatch(Session::Impl& impl, const std::string& name, const std::vector<in
                     throw Error(ErrorCode::not_found, "fetch " + dataSetName(name, shots[i], subshot) +
                                                           ": not in the catalogue");
                 ArchiveLength length;
-                if (found != lengths.end()) length.bytes = found->second;
+                if (found != lengths.end()) length = found->second;
                 length.lookUp = false;
                 item(i, length, control);
             } catch (const Error& e) {

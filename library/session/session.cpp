@@ -15,7 +15,8 @@ std::string dataSetName(const std::string& name, int shot, int subshot) {
 
 Session::Impl::Impl(SessionOptions opts)
     : options(std::move(opts)),
-      pool(detail::ConnectionSettings{options.endpoint, options.caFile, options.ioTimeout, options.requestTimeout},
+      pool(detail::ConnectionSettings{options.endpoint, options.caFile, options.ioTimeout, options.requestTimeout,
+                                      true},
            options.connections) {}
 
 detail::ConnectionPool::Lease Session::Impl::lease() {
