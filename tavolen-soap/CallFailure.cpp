@@ -46,7 +46,11 @@ std::chrono::seconds retryAfterOf(const std::string& detail) {
 // the port then answers as TLS.
 bool reachedTlsPort(const Connection& connection, int status, const CallContext& context) {
     const ConnectionSettings& settings = connection.settings();
-    if (!settings.probeTls || status != SOAP_EOF || !context.fresh || connection.soap()->buflen != 0) return false;
+    // The context's status is the reply's HTTP status once its header has been read.
+    const int http = connection.soap()->status;
+    if (!settings.probeTls || status != SOAP_EOF || !context.fresh || connection.soap()->buflen != 0 ||
+        (http >= 100 && http < 600))
+        return false;
     const EndpointParts endpoint = endpointParts(settings.endpoint);
     if (endpoint.https || endpoint.host.empty()) return false;
     const auto limit = std::min<std::chrono::milliseconds>(settings.ioTimeout, std::chrono::seconds(1));
@@ -108,6 +112,7 @@ CallFailure describeFailure(const Connection& connection, Operation operation, i
     }
     const std::string more = textOf(soap_faultdetail(soap));
     if (!more.empty()) failure.text += (failure.text.empty() ? "" : ": ") + more;
+    if (failure.text.empty() && status == SOAP_EOF) failure.text = "the connection closed before the whole reply came";
     if (failure.text.empty()) failure.text = "error " + std::to_string(status);
     const auto& settings = connection.settings();
     const auto quickest = std::min(settings.ioTimeout, settings.requestTimeout);

@@ -73,7 +73,8 @@ bool ServiceCalls::run(Operation operation, const std::function<int(struct soap*
         const auto begun = Clock::now();
         takeCertificateRefusal();  // only this call's handshake counts
         CallContext context;
-        context.fresh = !soap_valid_socket(soap->socket);
+        // A port found not to speak TLS will not start to between attempts: one look is enough.
+        context.fresh = attempt == 1 && !soap_valid_socket(soap->socket);
         int status = connection_.setupStatus();
         if (status == SOAP_OK)
             status = request(soap, connection_.settings().endpoint.c_str());
