@@ -20,9 +20,8 @@ constexpr std::uint64_t block = 819200;
 // What a block of `n` bytes takes on the wire, base64 in its reply.
 std::uint64_t wire(std::uint64_t n) { return n * 4 / 3; }
 
-// Random values whose archive spans about six blocks.
-qx::AnaData largeRecord(unsigned seed) {
-    const int n = 450000;
+// `n` random values, whose archive takes about 9 bytes each.
+qx::AnaData largeRecord(unsigned seed, int n) {
     std::mt19937_64 random(seed);
     std::uniform_real_distribution<double> any(-1e3, 1e3);
     std::vector<double> index(n), value(n);
@@ -45,20 +44,25 @@ bool sameValues(const qx::AnaData& a, const qx::AnaData& b) {
            std::memcmp(a.getValData(0), b.getValData(0), sizeof(double) * a.getValSize()) == 0;
 }
 
+// Alice's session options for `url`, with retries that do not wait.
+anadata::SessionOptions aliceAt(const std::string& url, int streams = 4) {
+    anadata::SessionOptions o;
+    o.endpoint = url;
+    o.account = "alice";
+    o.password = "wonder";
+    o.retryDelay = std::chrono::milliseconds(1);
+    o.streams = streams;
+    return o;
+}
+
 class Resilience : public ServiceFixture {
 protected:
     void SetUp() override {
         ServiceFixture::SetUp();
-        options.endpoint = server->url();
-        options.account = "alice";
-        options.password = "wonder";
-        options.retryDelay = std::chrono::milliseconds(1);
+        options = aliceAt(server->url());
     }
     anadata::Session through(const bench::DelayProxy& proxy, int streams) const {
-        anadata::SessionOptions o = options;
-        o.endpoint = proxy.url();
-        o.streams = streams;
-        return anadata::Session(o);
+        return anadata::Session(aliceAt(proxy.url(), streams));
     }
     std::uint64_t archiveSize() const {
         return static_cast<std::uint64_t>(anadata::Session(options).search({{"large"}, 7, 7, 1, "", 0}).at(0).size);
@@ -67,10 +71,12 @@ protected:
 };
 
 // Four streams, one of them cut in the middle of the archive: the record arrives whole, and the
-// file written is the one a single stream writes.
-TEST_F(Resilience, ACutDownloadContinuesWithinABlockAndStreamsGiveTheSameBytes) {
-    const qx::AnaData rec = largeRecord(1);
-    anadata::Session(options).registerRecord(rec);
+// archive is the one a single stream writes. An interrupted fetchFile leaves its part file; the
+// next continues from it while the entry stays the same, and discards it once it is replaced.
+TEST_F(Resilience, CutAndInterruptedDownloadsContinueWithinABlock) {
+    const qx::AnaData rec = largeRecord(1, 400000);
+    anadata::Session session(options);
+    session.registerRecord(rec);
     const std::uint64_t size = archiveSize();
     ASSERT_GT(size, 4 * block);
 
@@ -80,16 +86,33 @@ TEST_F(Resilience, ACutDownloadContinuesWithinABlockAndStreamsGiveTheSameBytes) 
     EXPECT_EQ(proxy.toClient().cutAt, 0u) << "never cut";
     EXPECT_LE(proxy.toClient().moved, wire(size + block) + 65536);
 
-    anadata::SessionOptions one = options;
-    one.streams = 1;
-    const std::string serial = anadata::Session(one).fetchFile("large", 7, 1, dir.file("serial"));
-    const std::string parallel = through(proxy, 4).fetchFile("large", 7, 1, dir.file("parallel"));
-    EXPECT_EQ(readFile(serial), readFile(parallel));
+    anadata::FetchFileOptions keep;
+    keep.keepArchive = true;
+    const std::string serial = anadata::Session(aliceAt(server->url(), 1)).fetchFile("large", 7, 1, dir.file("1"), keep);
+    EXPECT_EQ(readFile(through(proxy, 4).fetchFile("large", 7, 1, dir.file("4"), keep)), readFile(serial));
+
+    anadata::Session one = through(proxy, 1);
+    anadata::FetchFileOptions stopEarly = keep;
+    stopEarly.progress = [](std::uint64_t done, std::uint64_t) { return done < 2 * block; };
+    const std::string target = dir.file("target");
+    EXPECT_EQ(errorOf([&] { one.fetchFile("large", 7, 1, target, stopEarly); }).code(), ErrorCode::cancelled);
+    ASSERT_TRUE(std::filesystem::exists(target + ".part"));
+    const std::uint64_t before = proxy.toClient().moved;
+    one.fetchFile("large", 7, 1, target, keep);
+    EXPECT_EQ(readFile(target), readFile(serial));
+    EXPECT_LE(proxy.toClient().moved - before, wire(size - 2 * block) + 65536);
+    EXPECT_FALSE(std::filesystem::exists(target + ".part"));
+
+    EXPECT_EQ(errorOf([&] { one.fetchFile("large", 7, 1, target + "2", stopEarly); }).code(), ErrorCode::cancelled);
+    session.registerRecord(largeRecord(2, 1000));
+    one.fetchFile("large", 7, 1, target + "2", keep);
+    EXPECT_EQ(readFile(target + "2"), readFile(session.fetchFile("large", 7, 1, dir.file("replaced"), keep)));
+    EXPECT_FALSE(std::filesystem::exists(target + "2.part"));
 }
 
 // The upload whose connection drops goes on from what the service holds.
 TEST_F(Resilience, ACutUploadContinuesFromWhatTheServiceHolds) {
-    const qx::AnaData rec = largeRecord(2);
+    const qx::AnaData rec = largeRecord(3, 200000);
     bench::DelayProxy proxy(server->port(), std::chrono::milliseconds(0));
     const std::uint64_t cut = wire(block) * 3 / 2;
     proxy.toService().cutAt = cut;
@@ -99,36 +122,6 @@ TEST_F(Resilience, ACutUploadContinuesFromWhatTheServiceHolds) {
     // Begun again, the whole archive would have followed the cut.
     EXPECT_LT(proxy.toService().moved, cut + wire(archiveSize() - block / 2));
     EXPECT_EQ(stagingFiles(), 0u);
-}
-
-// An interrupted fetchFile leaves its part file; the next continues from it while the entry stays
-// the same, and discards it once the entry is replaced.
-TEST_F(Resilience, APartFileIsContinuedOnlyForTheSameEntry) {
-    anadata::Session session(options);
-    session.registerRecord(largeRecord(3));
-    const std::string whole = session.fetchFile("large", 7, 1, dir.file("whole"));
-    const std::uint64_t size = archiveSize();
-
-    bench::DelayProxy proxy(server->port(), std::chrono::milliseconds(0));
-    anadata::Session serial = through(proxy, 1);
-    anadata::FetchFileOptions stopEarly;
-    stopEarly.progress = [](std::uint64_t done, std::uint64_t) { return done < 2 * block; };
-    const std::string target = dir.file("target");
-    EXPECT_EQ(errorOf([&] { serial.fetchFile("large", 7, 1, target, stopEarly); }).code(), ErrorCode::cancelled);
-    ASSERT_TRUE(std::filesystem::exists(target + ".part"));
-
-    const std::uint64_t before = proxy.toClient().moved;
-    serial.fetchFile("large", 7, 1, target);
-    EXPECT_EQ(readFile(target), readFile(whole));
-    EXPECT_LE(proxy.toClient().moved - before, wire(size - 2 * block) + 65536);
-    EXPECT_FALSE(std::filesystem::exists(target + ".part"));
-
-    EXPECT_EQ(errorOf([&] { serial.fetchFile("large", 7, 1, target + "2", stopEarly); }).code(), ErrorCode::cancelled);
-    session.registerRecord(largeRecord(4));
-    serial.fetchFile("large", 7, 1, target + "2");
-    session.fetchFile("large", 7, 1, dir.file("replaced"));
-    EXPECT_EQ(readFile(target + "2"), readFile(dir.file("replaced")));
-    EXPECT_FALSE(std::filesystem::exists(target + "2.part"));
 }
 
 Answer busyFault(const char* detail) {
