@@ -7,8 +7,9 @@ namespace anadata::detail {
 
 namespace {
 // Small writes are gathered into chunks of about this size, so that the reader does not switch
-// buffers for every few bytes an inflater hands out.
-constexpr std::size_t chunkSize = 256u << 10;
+// buffers for every few bytes an inflater hands out; small enough to come from the heap, not
+// from a mapping of its own for each (see the inflater's output).
+constexpr std::size_t chunkSize = 64u << 10;
 }  // namespace
 
 BytePipe::BytePipe(std::size_t capacity) : capacity_(std::max(capacity, chunkSize)) {}
