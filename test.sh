@@ -24,8 +24,8 @@ done
 echo "=== tsan build (threaded parts) ==="
 cmake -S . -B build-test-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DANADATA_SANITIZE_THREADS=ON \
     -DANADATA_BUILD_BENCH=OFF -DANADATA_BUILD_TOOLS=OFF -DANADATA_INSTALL=OFF >/dev/null
-cmake --build build-test-tsan -j "$jobs" --target session_service_test session_faults_test session_cache_test util_zip_engine_test \
+cmake --build build-test-tsan -j "$jobs" --target session_service_test session_faults_test session_cache_test session_resilience_test util_zip_engine_test \
     test_record_threads test_binding_threads server_load_test
 echo "=== tsan tests ==="
 TSAN_OPTIONS="halt_on_error=1" ctest --test-dir build-test-tsan -j "$jobs" --output-on-failure \
-    -R "^(Session|ZipEngine|SharedColumns|SharedTables|LoadTest)"
+    -R "^(Session|Resilience|Retries|ZipEngine|SharedColumns|SharedTables|LoadTest)"

@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <sys/epoll.h>
@@ -186,6 +187,10 @@ void HttpServer::acceptFrom(int listener, Clock::time_point now) {
                 acceptPausedUntil_ = now + kTick;
             return;
         }
+        // An answer leaves in several writes (TLS records, session tickets after the handshake):
+        // held back for the client's delayed acknowledgement, each would wait up to 40 ms.
+        const int one = 1;
+        setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
         if (held_.size() >= static_cast<size_t>(limits_.held)) {
             service_.metrics.refusedConnection(false);
             close(fd);

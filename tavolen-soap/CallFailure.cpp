@@ -2,8 +2,11 @@
 #include "CallFailure.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
+#include "Endpoint.h"
+#include "TlsProbe.h"
 #include "soapH.h"
 
 namespace anadata::detail {
@@ -25,6 +28,33 @@ ErrorCode faultCode(const std::string& code, Operation operation) {
     if (endsWith(code, ".Unauthorized")) return ErrorCode::unauthorized;
     if (endsWith(code, ".Busy")) return ErrorCode::busy;
     return traitsOf(operation).lookup ? ErrorCode::not_found : ErrorCode::refused;
+}
+
+// The service's wait, given as the detail "<retryAfter>N</retryAfter>" of a busy fault.
+std::chrono::seconds retryAfterOf(const std::string& detail) {
+    static const char open[] = "<retryAfter>";
+    const auto at = detail.find(open);
+    if (at == std::string::npos) return std::chrono::seconds(0);
+    const char* digits = detail.c_str() + at + sizeof open - 1;
+    char* end = nullptr;
+    const long seconds = std::strtol(digits, &end, 10);
+    if (end == digits || *end != '<' || seconds < 0) return std::chrono::seconds(0);
+    return std::chrono::seconds(std::min(seconds, 3600L));
+}
+
+// A plain HTTP request to a TLS port is hung up on without a byte of reply; asked for a handshake,
+// the port then answers as TLS.
+bool reachedTlsPort(const Connection& connection, int status, const CallContext& context) {
+    const ConnectionSettings& settings = connection.settings();
+    // The context's status is the reply's HTTP status once its header has been read.
+    const int http = connection.soap()->status;
+    if (!settings.probeTls || status != SOAP_EOF || !context.fresh || connection.soap()->buflen != 0 ||
+        (http >= 100 && http < 600))
+        return false;
+    const EndpointParts endpoint = endpointParts(settings.endpoint);
+    if (endpoint.https || endpoint.host.empty()) return false;
+    const auto limit = std::min<std::chrono::milliseconds>(settings.ioTimeout, std::chrono::seconds(1));
+    return answersTls(endpoint.host, endpoint.port, limit);
 }
 
 bool isServiceFault(int status) {
@@ -59,27 +89,34 @@ ErrorCode localFailure(int status, bool timedOut, std::string& text) {
 
 }  // namespace
 
-CallFailure describeFailure(const Connection& connection, Operation operation, int status,
-                            std::chrono::steady_clock::duration elapsed, const std::string& refusal) {
+CallFailure describeFailure(const Connection& connection, Operation operation, int status, const CallContext& context) {
     struct soap* soap = connection.soap();
-    CallFailure failure{operation, status, soap, ErrorCode::refused, isServiceFault(status),
-                        textOf(soap_faultstring(soap))};
+    CallFailure failure{operation, connection.settings().endpoint, status, soap, ErrorCode::refused,
+                        isServiceFault(status), textOf(soap_faultstring(soap))};
     if (failure.serviceFault) {
         failure.code = faultCode(textOf(soap_faultcode(soap)), operation);
+        if (failure.code == ErrorCode::busy) failure.retryAfter = retryAfterOf(textOf(soap_faultdetail(soap)));
         return failure;
     }
     // A handshake that failed on the peer's certificate or name, rather than on the connection.
-    if (status == SOAP_SSL_ERROR && !refusal.empty()) {
+    if (status == SOAP_SSL_ERROR && !context.refusal.empty()) {
         failure.code = ErrorCode::certificate;
-        failure.text = refusal;
+        failure.text = context.refusal;
+        return failure;
+    }
+    if (reachedTlsPort(connection, status, context)) {
+        failure.code = ErrorCode::transport;
+        failure.tlsService = true;
+        failure.text = "the port speaks TLS: the endpoint must start with https://";
         return failure;
     }
     const std::string more = textOf(soap_faultdetail(soap));
     if (!more.empty()) failure.text += (failure.text.empty() ? "" : ": ") + more;
+    if (failure.text.empty() && status == SOAP_EOF) failure.text = "the connection closed before the whole reply came";
     if (failure.text.empty()) failure.text = "error " + std::to_string(status);
     const auto& settings = connection.settings();
     const auto quickest = std::min(settings.ioTimeout, settings.requestTimeout);
-    const bool timedOut = elapsed >= quickest - std::chrono::milliseconds(200);
+    const bool timedOut = context.elapsed >= quickest - std::chrono::milliseconds(200);
     failure.code = localFailure(status, timedOut, failure.text);
     return failure;
 }

@@ -25,6 +25,10 @@ Connection::Connection(ConnectionSettings settings)
     soap_->transfer_timeout = static_cast<int>(settings_.requestTimeout.count());
     // A peer that hangs up mid-request must give a failed call, not a SIGPIPE.
     soap_->socket_flags = MSG_NOSIGNAL;
+    // The kernel sizes the socket buffers to the link: the runtime's fixed 64 KiB would cap a
+    // block's transfer at a window of that size per round trip.
+    soap_->sndbuf = 0;
+    soap_->rcvbuf = 0;
     limitIncomingMessages(soap_, maxReplyBytes);
     if (isHttpsEndpoint(settings_.endpoint.c_str()))
         setupStatus_ = setUpHttps(soap_, settings_.endpoint.c_str(), settings_.caFile.c_str());

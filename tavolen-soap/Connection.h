@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 struct soap;
 
@@ -23,6 +24,9 @@ struct ConnectionSettings {
     std::chrono::seconds ioTimeout{30};
     // Each request with its reply: one that trickles in fails once this has passed.
     std::chrono::seconds requestTimeout{120};
+    // A plain http:// call hung up on before any reply looks whether the port speaks TLS, so that
+    // its failure can say so (one more connection to the service, made only then).
+    bool probeTls = false;
 };
 
 // A context that keeps its connection open from one call to the next. One thread uses it at a time.
@@ -48,6 +52,11 @@ public:
     // Closes the connection; the next call opens a fresh one.
     void close();
 
+    // Room for the blocks of transfers on this connection, kept from one to the next so that a
+    // loop of downloads does not allocate a block's worth of memory for each (the contents are
+    // whatever the last transfer left).
+    std::vector<unsigned char>& blockBuffer() { return block_; }
+
     // Frees the results of the calls so far (copy them out first). After a failed call the
     // connection may be in the middle of a message, so it is closed and the next call opens a
     // fresh one.
@@ -57,6 +66,7 @@ private:
     ConnectionSettings settings_;
     struct soap* soap_;
     int setupStatus_ = 0;
+    std::vector<unsigned char> block_;
 };
 
 }  // namespace anadata::detail

@@ -25,7 +25,11 @@ constexpr std::array<unsigned char, 256> table = makeTable();
 // Decodes the element text up to (not including) the next '<', which is left for the runtime
 // to read the end tag. Works on the context's input buffer directly and refills it as needed.
 int decodeText(struct soap* soap, std::vector<unsigned char>& block) {
-    block.resize(block.capacity() > 4096 ? block.capacity() : 4096);  // the last block's room, reused
+    // The last block's room is reused; only what this reply can fill is made part of it (the
+    // text's length bounds it), so that a short block does not clear a long block's room first.
+    std::size_t room = block.capacity() > 4096 ? block.capacity() : 4096;
+    if (soap->length > 0 && soap->length / 4 * 3 + 8 < room) room = static_cast<std::size_t>(soap->length / 4 * 3 + 8);
+    block.resize(room);
     unsigned bits = 0;
     int pending = 0;       // sextets in `bits`
     bool padded = false;   // after '=' only more '=' or white space may come

@@ -2,12 +2,15 @@
 #include "HttpsClient.h"
 
 #include <cstring>
+#include <map>
 #include <mutex>
 
 #include <arpa/inet.h>
+#include <sys/stat.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 
+#include "Endpoint.h"
 #include "soapH.h"
 
 namespace {
@@ -27,13 +30,21 @@ int recordVerdict(int ok, X509_STORE_CTX* store) {
     return ok;
 }
 
-// The host part of "https://host[:port]/...", without the brackets of an IPv6 address.
-std::string hostOf(const char* endpoint) {
-    std::string rest = endpoint + 8;
-    rest = rest.substr(0, rest.find('/'));
-    if (const auto at = rest.rfind('@'); at != std::string::npos) rest.erase(0, at + 1);
-    if (!rest.empty() && rest.front() == '[') return rest.substr(1, rest.find(']') - 1);
-    return rest.substr(0, rest.find(':'));
+// The verifying TLS contexts made so far, by CA file (as it is now) and host, shared by every
+// connection to that host: making one loads the CA bundle, which took 20 ms and more for each
+// connection. Kept for the life of the process (a few per endpoint at most).
+// Never destroyed, so that no context is freed under a connection that outlives static destruction.
+std::mutex contextsMutex;
+std::map<std::string, SSL_CTX*>& contexts = *new std::map<std::string, SSL_CTX*>;
+
+std::string contextKey(const char* caFile, const std::string& host) {
+    std::string key = host + '\n' + (caFile != nullptr ? caFile : "");
+    struct stat info {};
+    // A CA file replaced meanwhile gets a context of its own.
+    if (caFile != nullptr && *caFile != '\0' && stat(caFile, &info) == 0)
+        key += '\n' + std::to_string(info.st_mtim.tv_sec) + "." + std::to_string(info.st_mtim.tv_nsec) + "/" +
+               std::to_string(info.st_size) + "/" + std::to_string(info.st_ino);
+    return key;
 }
 
 }  // namespace
@@ -46,13 +57,24 @@ int setUpHttps(struct soap* soap, const char* endpoint, const char* caFile) {
     static std::once_flag initialised;
     std::call_once(initialised, [] { soap_ssl_init(); });
     soap->fsslverify = recordVerdict;
-    const int status =
-        soap_ssl_client_context(soap, SOAP_SSL_REQUIRE_SERVER_AUTHENTICATION | SOAP_TLSv1_2 | SOAP_TLSv1_3, nullptr,
-                                nullptr, caFile != nullptr && *caFile != '\0' ? caFile : nullptr, nullptr, nullptr);
+    const int flags = SOAP_SSL_REQUIRE_SERVER_AUTHENTICATION | SOAP_TLSv1_2 | SOAP_TLSv1_3;
+    const std::string host = anadata::detail::endpointParts(endpoint).host;
+    const std::string key = contextKey(caFile, host);
+    {
+        std::lock_guard<std::mutex> lock(contextsMutex);
+        if (const auto found = contexts.find(key); found != contexts.end()) {
+            // The context's own reference, released by the runtime with the context.
+            SSL_CTX_up_ref(found->second);
+            soap->ctx = found->second;
+            soap->ssl_flags = flags;
+            return SOAP_OK;
+        }
+    }
+    const int status = soap_ssl_client_context(soap, flags, nullptr, nullptr,
+                                               caFile != nullptr && *caFile != '\0' ? caFile : nullptr, nullptr, nullptr);
     if (status != SOAP_OK || soap->ctx == nullptr) return status;
     // The name check is OpenSSL's, within the verification, so that a mismatch is refused like any
     // other bad certificate (and reported through recordVerdict).
-    const std::string host = hostOf(endpoint);
     X509_VERIFY_PARAM* param = SSL_CTX_get0_param(soap->ctx);
     unsigned char address[16];
     const bool literal = inet_pton(AF_INET, host.c_str(), address) == 1 || inet_pton(AF_INET6, host.c_str(), address) == 1;
@@ -60,6 +82,8 @@ int setUpHttps(struct soap* soap, const char* endpoint, const char* caFile) {
                 : X509_VERIFY_PARAM_set1_host(param, host.c_str(), host.size()) != 1)
         return soap_set_sender_error(soap, "SSL/TLS error", "cannot check the certificate against the host name",
                                      SOAP_SSL_ERROR);
+    std::lock_guard<std::mutex> lock(contextsMutex);
+    if (contexts.emplace(key, soap->ctx).second) SSL_CTX_up_ref(soap->ctx);
     return SOAP_OK;
 }
 

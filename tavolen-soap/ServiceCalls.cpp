@@ -65,20 +65,43 @@ int listCall(std::vector<Row>& out, Call&& call) {
 }  // namespace
 
 bool ServiceCalls::run(Operation operation, const std::function<int(struct soap*, const char*)>& request) {
+    using Clock = std::chrono::steady_clock;
     struct soap* soap = connection_.soap();
-    const auto started = std::chrono::steady_clock::now();
-    takeCertificateRefusal();  // only this call's handshake counts
-    int status = connection_.setupStatus();
-    if (status == SOAP_OK)
-        status = request(soap, connection_.settings().endpoint.c_str());
-    else
-        soap->error = status;  // the set-up's fault is still in the context
-    if (status == SOAP_OK) return true;
-    // Every failed call passes here once. A policy that sends a request again (only an idempotent
-    // one: traitsOf(operation).idempotent) would decide here, before the failure is reported.
-    const std::string refusal = takeCertificateRefusal();
-    onFailure_(describeFailure(connection_, operation, status, std::chrono::steady_clock::now() - started, refusal));
-    return false;
+    const auto deadline = Clock::now() + connection_.settings().requestTimeout;
+    const int transferTimeout = soap->transfer_timeout;
+    for (int attempt = 1;; ++attempt) {
+        const auto begun = Clock::now();
+        takeCertificateRefusal();  // only this call's handshake counts
+        CallContext context;
+        // A port found not to speak TLS will not start to between attempts: one look is enough.
+        context.fresh = attempt == 1 && !soap_valid_socket(soap->socket);
+        int status = connection_.setupStatus();
+        if (status == SOAP_OK)
+            status = request(soap, connection_.settings().endpoint.c_str());
+        else
+            soap->error = status;  // the set-up's fault is still in the context
+        if (status == SOAP_OK) {
+            soap->transfer_timeout = transferTimeout;
+            return true;
+        }
+        context.elapsed = Clock::now() - begun;
+        context.refusal = takeCertificateRefusal();
+        const CallFailure failure = describeFailure(connection_, operation, status, context);
+        if (attempt < retry_.attempts && mayRetry(failure)) {
+            const auto wait = retryDelay(retry_, attempt + 1, failure);
+            // The next attempt gets what is left of the request's time, and at least a second of it.
+            const auto left = std::chrono::duration_cast<std::chrono::seconds>(deadline - Clock::now() - wait);
+            if (left >= std::chrono::seconds(1) && waitBeforeRetry(retry_, wait)) {
+                // The failed connection may be in the middle of a message.
+                connection_.close();
+                soap->transfer_timeout = static_cast<int>(std::min<long long>(left.count(), transferTimeout));
+                continue;
+            }
+        }
+        soap->transfer_timeout = transferTimeout;
+        onFailure_(failure);
+        return false;
+    }
 }
 
 bool ServiceCalls::dataPath(const char* name, int shot, int subshot, std::string& path) {
@@ -120,13 +143,16 @@ bool ServiceCalls::beginRegistration(const char* account, const char* password, 
     });
 }
 
-bool ServiceCalls::putBlock(const char* key, const unsigned char* data, int size) {
+bool ServiceCalls::putBlock(const char* key, const unsigned char* data, int size, int* held) {
     return run(Operation::putBlock, [&](struct soap* soap, const char* endpoint) {
+        static const unsigned char nothing = 0;  // an empty block, not a nil one
         ns__Binary block;
-        block.__ptr = const_cast<unsigned char*>(data);
+        block.__ptr = const_cast<unsigned char*>(data != nullptr ? data : &nothing);
         block.__size = size;
-        int ret = 0;
-        return soap_call_ns__putData(soap, endpoint, nullptr, text(key), block, ret);
+        int ret = -1;
+        const int status = soap_call_ns__putData(soap, endpoint, nullptr, text(key), block, ret);
+        if (held != nullptr) *held = ret;
+        return status;
     });
 }
 

@@ -3,11 +3,14 @@
 #define ANADATA_SERVICECALLS_H
 
 #include <functional>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CallFailure.h"
 #include "Connection.h"
+#include "RetryPolicy.h"
 #include "TavolenInfo.h"
 
 namespace anadata::detail {
@@ -32,10 +35,32 @@ struct RegistrationInfo {
 // other outcome the handler receives the failure (it may throw) and the call returns false,
 // leaving its results unspecified. Results are copied out of the context: null strings become "",
 // lists are replaced. A connection whose https set-up failed fails every call without a request.
+// A failure that mayRetry() allows is first tried again on a fresh connection, as the retry policy
+// says (by default it does not), as long as the wait ends well within the request's time-out,
+// counted from the first attempt; only the last failure reaches the handler.
 class ServiceCalls {
 public:
-    ServiceCalls(Connection& connection, FailureHandler onFailure)
-        : connection_(connection), onFailure_(std::move(onFailure)) {}
+    ServiceCalls(Connection& connection, FailureHandler onFailure, RetryPolicy retry = {})
+        : connection_(connection), onFailure_(std::move(onFailure)), retry_(retry) {}
+
+    Connection& connection() const { return connection_; }
+    RetryPolicy& retry() { return retry_; }
+
+    // Runs `call` (calls on this object) with failures kept instead of handled; returns the last
+    // one, if any. Whatever `call` throws passes through.
+    template <class Call>
+    std::optional<CallFailure> attempt(Call&& call) {
+        std::optional<CallFailure> failed;
+        struct Restore {
+            ServiceCalls& calls;
+            FailureHandler kept;
+            ~Restore() { calls.onFailure_ = std::move(kept); }
+        } restore{*this, std::exchange(onFailure_, [&failed](const CallFailure& f) { failed = f; })};
+        call();
+        return failed;
+    }
+    // Hands a failure kept by attempt() to the handler.
+    void report(const CallFailure& failure) { onFailure_(failure); }
 
     bool dataPath(const char* name, int shot, int subshot, std::string& path);
     // At most `size` bytes of the server file from `offset`; empty at its end.
@@ -44,8 +69,10 @@ public:
     // Opens a registration session (replace on) and gives its key.
     bool beginRegistration(const char* account, const char* password, const RegistrationInfo& info,
                            std::string& key);
-    // "ret" of these calls is received and not judged: the status decides.
-    bool putBlock(const char* key, const unsigned char* data, int size);
+    // "ret" of these calls is received and not judged: the status decides. putData's "ret" is the
+    // length the service holds after the block, given in `held` when asked for; a block of size 0
+    // asks only for that.
+    bool putBlock(const char* key, const unsigned char* data, int size, int* held = nullptr);
     bool endRegistration(const char* key);
     bool abortRegistration(const char* key);
     bool deleteEntry(const char* account, const char* password, const char* name, int shot, int subshot);
@@ -68,6 +95,7 @@ private:
 
     Connection& connection_;
     FailureHandler onFailure_;
+    RetryPolicy retry_;
 };
 
 }  // namespace anadata::detail

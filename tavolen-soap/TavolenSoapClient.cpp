@@ -81,12 +81,13 @@ bool TavolenSoapClient::putData(const char* user, const char* password, const ch
     record.subshot = subshot;
     record.length = static_cast<int>(info.st_size);
 
-    // One buffer for every block of the file.
+    // One buffer for every block of the file, read in order: without retries (this client has
+    // none) every offset asked for is where the last block ended.
     std::unique_ptr<unsigned char[]> buffer(new unsigned char[anadata::detail::blockSize]);
     std::string key;
     const bool sent = anadata::detail::sendRegistration(
         calls, user, password, record,
-        [&](const unsigned char*& block) {
+        [&](std::uint64_t, const unsigned char*& block) {
             block = buffer.get();
             return readData(fd, buffer.get(), anadata::detail::blockSize);
         },

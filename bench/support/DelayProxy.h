@@ -1,9 +1,11 @@
-// A loopback TCP proxy that delays every byte by a fixed time each way, to time shot loops as on a network.
+// A loopback TCP proxy that delays every byte by a fixed time each way, to time shot loops as on a network, and
+// counts the bytes it moves; it can cut a connection once, as a link that drops does.
 #pragma once
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
@@ -26,6 +28,14 @@ namespace bench {
 // side sends reaches the other `delay` later, so a request and its reply cost twice the delay.
 class DelayProxy {
 public:
+    // The bytes moved one way over every connection so far, and a one-time cut: the connection
+    // that carries byte number `cutAt` this way (counted from the start) forwards up to it and is
+    // then closed both ways.
+    struct Direction {
+        std::atomic<std::uint64_t> moved{0};
+        std::atomic<std::uint64_t> cutAt{0};  // 0: none
+    };
+
     DelayProxy(int upstreamPort, std::chrono::milliseconds delay) : upstream_(upstreamPort), delay_(delay) {
         listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         sockaddr_in addr = loopback(0);
@@ -45,6 +55,8 @@ public:
         for (auto& link : links_) link->stop();
     }
     const std::string& url() const { return url_; }
+    Direction& toService() { return up_; }
+    Direction& toClient() { return down_; }
 
 private:
     static sockaddr_in loopback(int port) {
@@ -58,7 +70,8 @@ private:
     // One direction of one connection: a reader stamps what arrives, a writer sends it when due.
     class Pipe {
     public:
-        Pipe(int from, int to, std::chrono::milliseconds delay) : from_(from), to_(to), delay_(delay) {
+        Pipe(int from, int to, std::chrono::milliseconds delay, Direction& count)
+            : from_(from), to_(to), delay_(delay), count_(count) {
             reader_ = std::thread([this] { read(); });
             writer_ = std::thread([this] { write(); });
         }
@@ -98,7 +111,14 @@ private:
                 queue_.pop_front();
                 lock.unlock();
                 std::this_thread::sleep_until(due);
-                if (send(to_, bytes.data(), bytes.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(bytes.size())) {
+                const std::uint64_t before = count_.moved.fetch_add(bytes.size());
+                std::uint64_t cut = count_.cutAt.load();
+                const bool cutHere = cut > before && cut <= before + bytes.size() &&
+                                     count_.cutAt.compare_exchange_strong(cut, 0);
+                if (cutHere) bytes.resize(cut - before);
+                if (send(to_, bytes.data(), bytes.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(bytes.size()) ||
+                    cutHere) {
+                    if (cutHere) shutdown(to_, SHUT_RDWR);
                     shutdown(from_, SHUT_RD);
                     ++threadsDone_;
                     return;
@@ -108,6 +128,7 @@ private:
 
         int from_, to_;
         std::chrono::milliseconds delay_;
+        Direction& count_;
         std::mutex mutex_;
         std::condition_variable ready_;
         std::deque<std::pair<Clock::time_point, std::string>> queue_;
@@ -117,8 +138,9 @@ private:
     };
 
     struct Link {
-        Link(int client, int server, std::chrono::milliseconds delay)
-            : client(client), server(server), up(client, server, delay), down(server, client, delay) {}
+        Link(int client, int server, std::chrono::milliseconds delay, Direction& upCount, Direction& downCount)
+            : client(client), server(server), up(client, server, delay, upCount),
+              down(server, client, delay, downCount) {}
         void stop() {
             shutdown(client, SHUT_RDWR);
             shutdown(server, SHUT_RDWR);
@@ -163,7 +185,7 @@ private:
             setsockopt(client, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
             setsockopt(server, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
             std::lock_guard<std::mutex> lock(mutex_);
-            links_.push_back(std::make_unique<Link>(client, server, delay_));
+            links_.push_back(std::make_unique<Link>(client, server, delay_, up_, down_));
         }
         close(listener_);
     }
@@ -172,6 +194,7 @@ private:
     std::chrono::milliseconds delay_;
     int listener_ = -1;
     std::string url_;
+    Direction up_, down_;
     std::atomic<bool> stop_{false};
     std::thread acceptor_;
     std::mutex mutex_;

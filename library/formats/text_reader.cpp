@@ -98,7 +98,9 @@ void validate(const Header& header, bool strict, std::int64_t endLine) {
 // Feeds the rest of the stream to the parser in blocks; only an unfinished line is kept
 // between blocks, so memory stays at the columns plus one block.
 void streamDataBlock(std::istream& is, DataBlockParser& parser, std::int64_t knownBytes) {
-    constexpr std::size_t blockSize = 1 << 20;
+    // Under glibc's smallest mmap threshold: a loop of fetches then reuses the heap's memory
+    // instead of mapping and clearing a block for every record.
+    constexpr std::size_t blockSize = 64 << 10;
     std::vector<char> buffer(knownBytes >= 0 && knownBytes < static_cast<std::int64_t>(blockSize)
                                  ? static_cast<std::size_t>(knownBytes) + 1
                                  : blockSize);

@@ -28,7 +28,8 @@ void runBatch(Session::Impl& impl, const std::string& name, const std::vector<in
     std::mutex reportMutex;
     std::size_t finished = 0;
     std::exception_ptr callbackFailure;
-    const TransferControl control{nullptr, &stop};
+    // The items already run `jobs` at once: each downloads over one connection.
+    const TransferControl control{nullptr, &stop, 1};
     auto work = [&] {
         for (std::size_t i; !stop && (i = next++) < shots.size();) {
             FetchOutcome& out = outcomes[i];
@@ -105,7 +106,7 @@ std::vector<FetchOutcome> Session::fetchFiles(const std::string& name, const std
     std::vector<FetchOutcome> outcomes;
     detail::runBatch(*impl_, name, shots, subshot, options, outcomes,
                      [&](std::size_t i, const Entry* row, const detail::TransferControl& control) {
-                         const detail::TransferControl each{file.progress ? &file.progress : nullptr, control.stop};
+                         const detail::TransferControl each{file.progress ? &file.progress : nullptr, control.stop, control.streams};
                          detail::fetchFileItem(*impl_, {name, shots[i], subshot}, row, paths[i], file, each,
                                                outcomes[i]);
                      });

@@ -7,8 +7,9 @@ namespace anadata::detail {
 
 namespace {
 // Small writes are gathered into chunks of about this size, so that the reader does not switch
-// buffers for every few bytes an inflater hands out.
-constexpr std::size_t chunkSize = 256u << 10;
+// buffers for every few bytes an inflater hands out; small enough to come from the heap, not
+// from a mapping of its own for each (see the inflater's output).
+constexpr std::size_t chunkSize = 64u << 10;
 }  // namespace
 
 BytePipe::BytePipe(std::size_t capacity) : capacity_(std::max(capacity, chunkSize)) {}
@@ -19,8 +20,13 @@ bool BytePipe::write(const char* data, std::size_t size) {
         changed_.wait(lock, [this] { return abandoned_ || queued_ < capacity_; });
         if (abandoned_) return false;
         if (chunks_.empty() || chunks_.back().size() >= chunkSize) {
-            chunks_.emplace_back();
-            chunks_.back().reserve(chunkSize);
+            if (spare_.empty()) {
+                chunks_.emplace_back();
+                chunks_.back().reserve(chunkSize);
+            } else {
+                chunks_.push_back(std::move(spare_.back()));
+                spare_.pop_back();
+            }
         }
         std::vector<char>& chunk = chunks_.back();
         const std::size_t take = std::min(size, chunkSize - chunk.size());
@@ -53,6 +59,11 @@ BytePipe::int_type BytePipe::underflow() {
     // the producer has nothing more for a while.
     changed_.wait(lock, [this] { return closed_ || abandoned_ || !chunks_.empty(); });
     if (chunks_.empty()) return traits_type::eof();
+    // The pipe holds at most capacity_ bytes, so no more chunks than that are ever wanted.
+    if (current_.capacity() >= chunkSize && spare_.size() < capacity_ / chunkSize + 1) {
+        current_.clear();
+        spare_.push_back(std::move(current_));
+    }
     current_ = std::move(chunks_.front());
     chunks_.pop_front();
     queued_ -= current_.size();

@@ -36,6 +36,9 @@ private:
     std::condition_variable changed_;
     std::deque<std::vector<char>> chunks_;
     std::vector<char> current_;  // the chunk the get area points into
+    // Chunks read and kept for the next writes: a long stream needs no allocation per chunk
+    // (which costs a fresh mapping each time where glibc is told to give memory back early).
+    std::vector<std::vector<char>> spare_;
     std::size_t queued_ = 0;
     const std::size_t capacity_;
     bool closed_ = false;

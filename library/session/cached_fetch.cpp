@@ -19,14 +19,6 @@ Error notHeld(const Session::Impl& impl, const DataSetRef& ref) {
                                                        : ": offline, and no local cache is configured"));
 }
 
-// The download's length is the row's: the catalogue is not asked again.
-ArchiveLength lengthOf(const Entry* row) {
-    ArchiveLength length;
-    if (row != nullptr && row->size > 0) length.bytes = row->size;  // an archive is never empty
-    length.lookUp = false;
-    return length;
-}
-
 // A progress report of the whole data set at once, for what the cache served.
 void reportServed(const TransferControl& control, const DataSetRef& ref, std::int64_t size) {
     const auto bytes = static_cast<std::uint64_t>(std::max<std::int64_t>(size, 0));
@@ -79,7 +71,7 @@ void fetchItem(Session::Impl& impl, const DataSetRef& ref, const Entry* row, con
             return;
         }
     }
-    out.record = fetchRecord(impl, ref, lengthOf(row), control);
+    out.record = fetchRecord(impl, ref, listedLength(row), control);
     if (impl.cache && row != nullptr) impl.cache->store(key, *row, *out.record);
 }
 
@@ -100,7 +92,7 @@ void fetchFileItem(Session::Impl& impl, const DataSetRef& ref, const Entry* row,
         }
     }
     if (impl.options.offline) throw notHeld(impl, ref);
-    out.path = fetchToFile(impl, ref, path, options, lengthOf(row), control);
+    out.path = fetchToFile(impl, ref, path, options, listedLength(row), control);
     if (impl.cache && row != nullptr) impl.cache->storeFile(key, *row, out.path);
 }
 

@@ -1,9 +1,10 @@
 // The block download of a data set's archive, bounded by the catalogue's length.
-#include "transfers.h"
+#include "cached_fetch.h"
 
 #include <climits>
 
 #include "BlockTransfers.h"
+#include "RangedDownload.h"
 
 namespace anadata::detail {
 
@@ -13,59 +14,52 @@ void checkProgress(const TransferControl& control, const std::string& what, std:
         throw Error(ErrorCode::cancelled, what + ": cancelled");
 }
 
-std::map<int, std::int64_t> catalogueLengths(Session::Impl& impl, const std::string& name, int first, int last,
-                                             int subshot, bool& complete) {
-    std::map<int, std::int64_t> lengths;
-    complete = false;
-    const int limit = last - first < 100000 ? last - first + 1 : 100000;
-    std::vector<Entry> rows;
-    try {
-        SearchQuery query;
-        query.names = {name};
-        query.firstShot = first;
-        query.lastShot = last;
-        query.subshot = subshot;
-        query.limit = limit;
-        rows = searchCatalogue(impl, query);
-    } catch (const Error& e) {
-        // A service that will not list is still asked for the data itself.
-        if (e.code() != ErrorCode::refused && e.code() != ErrorCode::protocol) throw;
-        return lengths;
+ArchiveLength listedLength(const Entry* row) {
+    ArchiveLength length;
+    if (row != nullptr && row->size > 0) {  // an archive is never empty: 0 or less says nothing
+        length.bytes = row->size;
+        length.date = row->filedate;
     }
-    for (const Entry& e : rows)
-        // An archive is never empty: a length of 0 or less says nothing.
-        if (e.name == name && e.subshot == subshot && e.shot >= first && e.shot <= last && e.size > 0)
-            lengths[e.shot] = e.size;
-    complete = static_cast<int>(rows.size()) < limit;
-    return lengths;
+    length.lookUp = false;
+    return length;
 }
 
 void downloadArchive(Session::Impl& impl, const DataSetRef& ref, ArchiveLength length, const TransferControl& control,
-                     const std::function<void(const std::string& serverName)>& onPath,
+                     const std::function<std::uint64_t(const ArchiveStart& start)>& onStart,
                      const std::function<void(const unsigned char* data, std::size_t size)>& sink) {
     const std::string what = "fetch " + ref.text();
     if (control.stop != nullptr && control.stop->load()) throw Error(ErrorCode::cancelled, what + ": cancelled");
     if (!length.bytes && length.lookUp) {
-        bool complete = false;
-        const auto lengths = catalogueLengths(impl, ref.name, ref.shot, ref.shot, ref.subshot, complete);
-        if (const auto found = lengths.find(ref.shot); found != lengths.end()) length.bytes = found->second;
+        const ShotListing listing = listShots(impl, ref.name, ref.shot, ref.shot, ref.subshot);
+        if (const auto found = listing.rows.find(ref.shot); found != listing.rows.end())
+            length = listedLength(&found->second);
     }
     std::optional<std::uint64_t> total;
     if (length.bytes) total = static_cast<std::uint64_t>(*length.bytes);
 
-    auto lease = impl.lease();
-    auto calls = Session::Impl::calls(lease.connection(), what);
     std::string path;
-    calls.dataPath(ref.name.c_str(), ref.shot, ref.subshot, path);
+    {
+        auto lease = impl.lease();
+        impl.calls(lease.connection(), what, control.stop).dataPath(ref.name.c_str(), ref.shot, ref.subshot, path);
+    }
     const auto slash = path.rfind('/');
-    if (onPath) onPath(slash == std::string::npos ? path : path.substr(slash + 1));
-
     std::uint64_t done = 0;
+    if (onStart) done = onStart({slash == std::string::npos ? path : path.substr(slash + 1), length});
+
     const auto deliver = [&](const unsigned char* data, std::size_t size) {
         sink(data, size);
         checkProgress(control, what, done, total.value_or(0));
     };
-    const DownloadEnd end = downloadBlocks(calls, path.c_str(), total, done, deliver);
+    DownloadEnd end;
+    if (total) {
+        const int streams = control.streams > 0 ? control.streams : impl.options.streams;
+        const CallsOn callsOn = [&](Connection& connection) { return impl.calls(connection, what, control.stop); };
+        end = downloadRanges(impl.pool, callsOn, path.c_str(), *total, streams, done, deliver);
+    } else {
+        auto lease = impl.lease();
+        auto calls = impl.calls(lease.connection(), what, control.stop);
+        end = downloadBlocks(calls, path.c_str(), total, done, deliver);
+    }
     if (end == DownloadEnd::overrun)
         throw Error(ErrorCode::protocol, what + (total && *total <= INT_MAX
                                                      ? ": the service sent more than the catalogue's " +

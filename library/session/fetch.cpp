@@ -8,6 +8,7 @@
 
 #include "byte_pipe.h"
 #include "cached_fetch.h"
+#include "part_file.h"
 #include "staged_file.h"
 #include "zip_error.h"
 #include "zip_stream_reader.h"
@@ -84,25 +85,58 @@ std::string fetchToFile(Session::Impl& impl, const DataSetRef& ref, const std::s
     std::string target;
     std::unique_ptr<StagedFile> file;
     std::unique_ptr<ZipStreamReader> unzip;
-    auto onPath = [&](const std::string& serverName) {
-        target = intoDirectory ? path + "/" + localName(serverName, ref, options.keepArchive) : path;
+    std::unique_ptr<PartFile> part;
+    const auto take = [&](const unsigned char* data, std::size_t size) {
+        if (unzip)
+            unzip->feed(data, size);
+        else
+            file->write(reinterpret_cast<const char*>(data), size);
+    };
+    const auto stage = [&] {
         file = std::make_unique<StagedFile>(target, options.overwrite);
         if (!options.keepArchive)
             unzip = std::make_unique<ZipStreamReader>(
                 [&](const char* data, std::size_t size) { file->write(data, size); });
     };
+    auto onStart = [&](const ArchiveStart& start) -> std::uint64_t {
+        target = intoDirectory ? path + "/" + localName(start.serverName, ref, options.keepArchive) : path;
+        stage();
+        // Without the entry's date and size a part file could not tell a later download whether
+        // it still belongs to the entry.
+        if (!start.length.bytes || start.length.date.empty()) return 0;
+        part = std::make_unique<PartFile>(target, PartIdentity{impl.options.endpoint, ref.name, ref.shot, ref.subshot,
+                                                               start.length.date,
+                                                               static_cast<std::uint64_t>(*start.length.bytes)});
+        try {
+            part->replay(take);
+        } catch (const ZipError&) {
+            // Not what the service sent (the file was damaged): the download starts over.
+            part->restart();
+            stage();
+        }
+        return part->held();
+    };
     try {
-        downloadArchive(impl, ref, length, control, onPath, [&](const unsigned char* data, std::size_t size) {
-            if (unzip)
-                unzip->feed(data, size);
-            else
-                file->write(reinterpret_cast<const char*>(data), size);
+        downloadArchive(impl, ref, length, control, onStart, [&](const unsigned char* data, std::size_t size) {
+            if (part) part->append(data, size);
+            take(data, size);
         });
         if (unzip) unzip->finish();
+        file->commit();
     } catch (const ZipError& e) {
+        if (part) part->remove();
         throw Error(ErrorCode::format, what + ": " + e.what());
+    } catch (const Error& e) {
+        // What came so far stays for a later download unless this one failed for good.
+        const ErrorCode code = e.code();
+        if (part && code != ErrorCode::cancelled && code != ErrorCode::transport && code != ErrorCode::timeout &&
+            code != ErrorCode::busy)
+            part->remove();
+        else if (part)
+            part->leave();
+        throw;
     }
-    file->commit();
+    if (part) part->remove();
     return target;
 }
 

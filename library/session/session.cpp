@@ -17,7 +17,8 @@ std::string dataSetName(const std::string& name, int shot, int subshot) {
 
 Session::Impl::Impl(SessionOptions opts)
     : options(std::move(opts)),
-      pool(detail::ConnectionSettings{options.endpoint, options.caFile, options.ioTimeout, options.requestTimeout},
+      pool(detail::ConnectionSettings{options.endpoint, options.caFile, options.ioTimeout, options.requestTimeout,
+                                      true},
            options.connections),
       cacheEndpoint(detail::cacheEndpoint(options.endpoint)) {
     if (!options.cache.directory.empty()) cache = std::make_shared<const detail::CacheStore>(options.cache);

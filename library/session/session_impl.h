@@ -2,6 +2,8 @@
 #ifndef ANADATA_SESSION_SESSION_IMPL_H
 #define ANADATA_SESSION_SESSION_IMPL_H
 
+#include <algorithm>
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -29,10 +31,17 @@ struct Session::Impl {
     // set up with the options' CA file.
     detail::ConnectionPool::Lease lease();
 
-    // Calls on `connection` whose failures throw the session's Error for `what`.
-    static detail::ServiceCalls calls(detail::Connection& connection, const std::string& what) {
+    // Calls on `connection` whose failures throw the session's Error for `what`, retried as the
+    // options say; a wait between attempts ends early once `abandon` (if given) is set.
+    detail::ServiceCalls calls(detail::Connection& connection, const std::string& what,
+                               const std::atomic<bool>* abandon = nullptr) const {
+        detail::RetryPolicy retry;
+        retry.attempts = std::max(1, options.retries);
+        retry.firstDelay = options.retryDelay;
+        retry.abandon = abandon;
         return detail::ServiceCalls(
-            connection, [what](const detail::CallFailure& failure) { detail::throwCallFailure(failure, what); });
+            connection, [what](const detail::CallFailure& failure) { detail::throwCallFailure(failure, what); },
+            retry);
     }
 
     // Runs body(calls) on a connection of the pool.

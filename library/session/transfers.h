@@ -22,34 +22,42 @@ struct DataSetRef {
 };
 
 // How a transfer reports and stops: `progress` per block (may be null), `stop` set by a batch
-// that is being cancelled (may be null).
+// that is being cancelled (may be null), `streams` the connections one archive may use at once
+// (0: the session's streams).
 struct TransferControl {
     const Progress* progress = nullptr;
     const std::atomic<bool>* stop = nullptr;
+    int streams = 0;
 };
 
-// What is known of the archive before the download: its length from the catalogue, looked up
-// first when `lookUp` is set and the length is not given.
+// What is known of the archive before the download: its length and date from the catalogue,
+// looked up first when `lookUp` is set and the length is not given.
 struct ArchiveLength {
     std::optional<std::int64_t> bytes;
+    std::string date;  // the catalogue's file date; "" when not known
     bool lookUp = true;
 };
 
-// Downloads the data set's archive on one connection: its catalogue length (see ArchiveLength),
-// its server path, then block after block up to that length, or without one until an empty
-// block. onPath receives the server's file
-// name (the path's last component) before the first block; sink receives the blocks. Throws
-// Error: not_found for an unknown data set, protocol when the blocks pass the catalogue's length
-// or end short of it, cancelled, and whatever onPath and sink throw.
+// What the download knows as its first block is about to be asked for.
+struct ArchiveStart {
+    std::string serverName;  // the server path's last component
+    ArchiveLength length;    // as looked up
+};
+
+// Downloads the data set's archive: its catalogue length (see ArchiveLength), its server path,
+// then its blocks up to that length (over the control's streams when it spans several), or
+// without a length block after block until an empty one. onStart (may be null) is called before
+// the first block and returns how many of the archive's first bytes the caller already holds:
+// the download starts after them. sink receives the blocks in order. Throws Error: not_found for
+// an unknown data set, protocol when the blocks pass the catalogue's length or end short of it,
+// cancelled, and whatever onStart and sink throw.
 void downloadArchive(Session::Impl& impl, const DataSetRef& ref, ArchiveLength length, const TransferControl& control,
-                     const std::function<void(const std::string& serverName)>& onPath,
+                     const std::function<std::uint64_t(const ArchiveStart& start)>& onStart,
                      const std::function<void(const unsigned char* data, std::size_t size)>& sink);
 
-// The lengths of the catalogue's entries of `name`/`subshot` for shots first..last, by shot; empty
-// when the service does not list them. `complete` tells whether every entry of the range is in
-// it (a listing cut short by the limit is not).
-std::map<int, std::int64_t> catalogueLengths(Session::Impl& impl, const std::string& name, int first, int last,
-                                             int subshot, bool& complete);
+// The length and date of the archive a catalogue row lists (`row` may be null: nothing known),
+// with lookUp off: the catalogue is not asked again.
+ArchiveLength listedLength(const Entry* row);
 
 qx::AnaData fetchRecord(Session::Impl& impl, const DataSetRef& ref, ArchiveLength length,
                         const TransferControl& control);

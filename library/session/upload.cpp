@@ -73,8 +73,9 @@ struct Registration {
     std::string summary;
 };
 
-// The begin / blocks / end conversation on one connection; a failed or cancelled upload is
-// aborted, so that the service does not keep its staged bytes.
+// The begin / blocks / end conversation on one connection (continued or begun again over a fresh
+// one when it drops, see sendRegistration); a failed or cancelled upload is aborted, so that the
+// service does not keep its staged bytes.
 void upload(Session::Impl& impl, const Registration& r, const std::vector<char>& archive, const Progress& progress) {
     const auto [account, password] = impl.credentials();
     const std::string date = catalogueDate(std::time(nullptr));
@@ -89,19 +90,17 @@ void upload(Session::Impl& impl, const Registration& r, const std::vector<char>&
     info.length = static_cast<int>(archive.size());
 
     auto lease = impl.lease();
-    auto calls = Session::Impl::calls(lease.connection(), r.what);
+    auto calls = impl.calls(lease.connection(), r.what);
     const TransferControl control{&progress, nullptr};
-    std::size_t handedOut = 0;
     std::string key;
     try {
         sendRegistration(calls, account.c_str(), password.c_str(), info,
-                         [&](const unsigned char*& data) {
-                             // Asked for the next block, the one before has been sent.
-                             if (handedOut > 0) checkProgress(control, r.what, handedOut, archive.size());
-                             const std::size_t n = std::min<std::size_t>(archive.size() - handedOut, blockSize);
-                             data = reinterpret_cast<const unsigned char*>(archive.data() + handedOut);
-                             handedOut += n;
-                             return static_cast<int>(n);
+                         [&](std::uint64_t offset, const unsigned char*& data) {
+                             // Asked for the block at `offset`, the service holds what came before.
+                             if (offset > 0) checkProgress(control, r.what, offset, archive.size());
+                             const std::size_t at = static_cast<std::size_t>(std::min<std::uint64_t>(offset, archive.size()));
+                             data = reinterpret_cast<const unsigned char*>(archive.data() + at);
+                             return static_cast<int>(std::min<std::size_t>(archive.size() - at, blockSize));
                          },
                          key);
     } catch (...) {

@@ -14,7 +14,10 @@ using namespace zipformat;
 
 namespace {
 
-constexpr std::size_t outputSize = 256 * 1024;
+// Below glibc's smallest mmap threshold (128 KiB), so that each fetch takes it from the heap
+// rather than mapping and unmapping it (costly where the threshold is pinned, as by
+// MALLOC_TRIM_THRESHOLD_).
+constexpr std::size_t outputSize = 64 * 1024;
 // The end record with the longest comment: what must be kept of the bytes after the entry.
 constexpr std::size_t tailSize = endRecordSize + maxCommentSize;
 

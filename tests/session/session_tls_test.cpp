@@ -44,6 +44,13 @@ TEST_F(Https, RoundTripsWithTheAuthorityAndRefusesOthers) {
     session(server->url(), authority.ca).registerRecord(rec);
     EXPECT_EQ(session(server->url(), authority.ca).fetch("tls", 9).getValData(0)[1], 2.0);
 
+    // A plain request to the TLS port says what is wrong with the endpoint, at once (no retry).
+    const std::string plain = "http://" + server->url().substr(8);
+    const anadata::Error wrongScheme = errorOf([&] { session(plain, authority.ca).names(); });
+    EXPECT_EQ(wrongScheme.code(), ErrorCode::transport);
+    EXPECT_EQ(std::string(wrongScheme.what()),
+              "list data names: getDiagnostics at " + plain + ": the port speaks TLS: the endpoint must start with https://");
+
     const anadata::Error refused = errorOf([&] { session(server->url(), stranger.ca).names(); });
     EXPECT_EQ(refused.code(), ErrorCode::certificate) << refused.what();
     EXPECT_NE(std::string(refused.what()).find("certificate"), std::string::npos) << refused.what();

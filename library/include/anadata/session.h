@@ -31,6 +31,10 @@
 //   failed; a service fault's own text is the message of a `refused` error.
 // - No temporary file is written, except by fetchFile, which writes through a temporary name in
 //   the target's directory and renames it at the end (the temporary is removed on failure).
+//   Beside the target, TARGET.part keeps the archive received so far when the catalogue gives its
+//   date and size: a download interrupted by a cancel, a dropped connection or a crash leaves it,
+//   and a later fetchFile of the same, unchanged entry continues from it (a replaced entry's is
+//   discarded). It is removed when the download completes or fails for good.
 // - On the wire every operation sends exactly the requests of the service contract, in blocks of
 //   819200 bytes, with the file names and summaries the qx:: interface uses for the same data.
 
@@ -71,9 +75,17 @@ struct SessionOptions {
     int searchLimit = 0;
     // Attempts of an operation that can be repeated without harm (fetch and its blocks, search,
     // names, counts, experiment log) after a transport failure, a time-out or a busy service,
-    // with exponential backoff and jitter within the request's deadline; 0 or 1: no retry.
+    // with exponential backoff and jitter within the request's deadline (requestTimeout, from the
+    // first attempt); 0 or 1: no retry. A registration's begin is retried when the service is busy,
+    // and an upload whose connection drops continues from what the service holds (or begins
+    // again) as often. Never retried: unauthorized, not_found, refused, format, certificate.
     int retries = 4;
-    // Connections one large download uses at once, each fetching other blocks of the archive.
+    // The wait before the second attempt; each further one doubles, up to 5 s, drawn at random from
+    // its upper half. A busy service's own wait is taken when it is longer.
+    std::chrono::milliseconds retryDelay{200};
+    // Connections one large download (fetch, fetchFile) uses at once, each fetching other blocks of
+    // the archive, which are then inflated in order (at most two blocks per stream are held). A
+    // batch runs one per item, as it already runs `jobs` at once; 0 or 1: one at a time.
     int streams = 4;
 };
 
