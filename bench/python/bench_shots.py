@@ -157,7 +157,7 @@ def pickling(work):
         assert pickle.loads(data, buffers=kept) == rec
 
     def text_round_trip():
-        rec.write(path, precision=16)
+        rec.write(path, precision=16, overwrite=True)
         anadata.read(path)
 
     seconds = best(rounds, pickle_round_trip, text_round_trip)
