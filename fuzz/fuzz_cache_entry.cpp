@@ -10,8 +10,8 @@
 #include "cache_directory.h"
 #include "cache_key.h"
 #include "cache_store.h"
-#include "checksum.h"
 #include "entry_header.h"
+#include "stream_inflater.h"
 
 using namespace anadata;
 using namespace anadata::detail;

@@ -25,12 +25,7 @@ sys.path.insert(0, os.path.join(build, "python"))
 import numpy as np  # noqa: E402
 
 import anadata  # noqa: E402
-from bench_support import delay_proxy, report, service  # noqa: E402
-from bench_support import best as best_of  # noqa: E402
-
-
-def best(first, second):
-    return best_of(rounds, first, second)
+from bench_support import best, delay_proxy, report, service  # noqa: E402
 
 
 def read_file(work):
@@ -49,7 +44,7 @@ def read_file(work):
 
     megabytes_written = os.path.getsize(path) / 1e6
     print(f"reading a text file of {megabytes_written:.0f} MB ({points * 3} rows), best of {rounds}:")
-    report("anadata.read", "C++ reader (cAnaDataLoad)", *best(lambda: anadata.read(path), cpp))
+    report("anadata.read", "C++ reader (cAnaDataLoad)", *best(rounds, lambda: anadata.read(path), cpp))
     os.remove(path)
 
 
@@ -103,7 +98,7 @@ def shot_loop(url):
             s = anadata.Session(endpoint, "bench", "bench")
             print(f"shot loop of {len(shots)} data sets, {label}, best of {rounds}:")
             report("fetch_many(jobs=16)", "loop of fetch",
-                   *best(lambda: s.fetch_many("loop", shots, jobs=16),
+                   *best(rounds, lambda: s.fetch_many("loop", shots, jobs=16),
                          lambda: [s.fetch("loop", k) for k in shots]))
 
 

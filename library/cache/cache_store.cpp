@@ -22,6 +22,10 @@ namespace anadata::detail {
 
 namespace {
 
+// The pieces a file entry is copied in: below glibc's mmap threshold, so that serving or storing
+// a file maps and unmaps nothing.
+constexpr std::size_t filePiece = 64 * 1024;
+
 // The time of last use is the entry file's modification time, set to the clock's full precision
 // (the file system's own stamp moves in ticks of several milliseconds).
 void markUsed(int fd) {
@@ -182,11 +186,10 @@ std::optional<CachedFile> CacheStore::lookupFile(const CacheKey& key, const Entr
 
 bool CachedFile::copyTo(const std::function<void(const char* data, std::size_t size)>& write) const {
     ChecksumReader payload(entry_.file.get(), entry_.headerBytes, entry_.header.payloadBytes);
-    constexpr std::size_t piece = std::size_t(1) << 20;
-    const std::unique_ptr<char[]> buffer(new char[piece]);
+    const std::unique_ptr<char[]> buffer(new char[filePiece]);
     std::uint64_t left = entry_.header.payloadBytes;
     while (left > 0) {
-        const auto want = static_cast<std::streamsize>(std::min<std::uint64_t>(left, piece));
+        const auto want = static_cast<std::streamsize>(std::min<std::uint64_t>(left, filePiece));
         const std::streamsize got = payload.sgetn(buffer.get(), want);
         if (got <= 0) break;
         write(buffer.get(), static_cast<std::size_t>(got));
@@ -227,10 +230,9 @@ bool CacheStore::storeFile(const CacheKey& key, const Entry& row, const std::str
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file) return false;
     return write(key, row, [&](std::ostream& out) {
-        constexpr std::size_t piece = std::size_t(1) << 20;
-        const std::unique_ptr<char[]> buffer(new char[piece]);
+        const std::unique_ptr<char[]> buffer(new char[filePiece]);
         for (;;) {
-            const ssize_t got = ::read(file.get(), buffer.get(), piece);
+            const ssize_t got = ::read(file.get(), buffer.get(), filePiece);
             if (got < 0 && errno == EINTR) continue;
             if (got < 0) return false;
             if (got == 0) return true;

@@ -66,8 +66,6 @@ public:
     CacheStore(const CacheStore&) = delete;
     CacheStore& operator=(const CacheStore&) = delete;
 
-    const CacheOptions& options() const { return options_; }
-
     // The record of `key` when its entry was stored under the same catalogue row as `row`; the
     // entry counts as used now.
     std::optional<qx::AnaData> lookup(const CacheKey& key, const Entry& row) const;

@@ -7,7 +7,7 @@
 
 #include <unistd.h>
 
-#include "checksum.h"
+#include "stream_inflater.h"
 
 namespace anadata::detail {
 
@@ -45,7 +45,7 @@ std::size_t ChecksumReader::readAt(std::uint64_t at, char* to, std::size_t size)
     }
     if (done < size) spoilt_ = true;  // the file is shorter than its header says
     if (at == readUpTo_) {
-        crc_ = crc32Update(crc_, to, done);
+        crc_ = crc32Update(crc_, reinterpret_cast<const unsigned char*>(to), done);
         readUpTo_ += done;
     } else if (done > 0) {
         spoilt_ = true;
@@ -121,7 +121,7 @@ bool ChecksumWriter::emit(const char* data, std::size_t size) {
         failed_ = true;
         return false;
     }
-    crc_ = crc32Update(crc_, data, size);
+    crc_ = crc32Update(crc_, reinterpret_cast<const unsigned char*>(data), size);
     for (std::size_t done = 0; done < size;) {
         const ssize_t put = ::write(fd_, data + done, size - done);
         if (put < 0 && errno == EINTR) continue;

@@ -7,7 +7,7 @@
 
 #include <unistd.h>
 
-#include "checksum.h"
+#include "stream_inflater.h"
 
 namespace anadata::detail {
 
@@ -105,7 +105,7 @@ std::string encodeHeader(const EntryHeader& header) {
     w.number(static_cast<std::uint64_t>(header.row.size), 8);
     w.number(static_cast<std::uint64_t>(header.storedAt), 8);
     for (const std::string* text : texts) w.text(*text);
-    w.number(crc32Update(0, w.out().data(), w.out().size()), 4);
+    w.number(crc32Update(0, reinterpret_cast<const unsigned char*>(w.out().data()), w.out().size()), 4);
     return std::move(w.out());
 }
 

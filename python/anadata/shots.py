@@ -52,24 +52,29 @@ def columns_text(dims, values):
             + ", ".join(f"{n} [{u}] {shape}" for n, u, shape in values))
 
 
+def grid_of(rec):
+    """The text of a record's grid and columns (see columns_text) and its dimensions' coordinates."""
+    dims = [(c.name, c.unit, c.data) for c in rec.dims.values()]
+    text = columns_text([(n, u, len(d)) for n, u, d in dims],
+                        [(c.name, c.unit, c.data.shape) for c in rec.values.values()])
+    return text, dims
+
+
 class Layout:
     """The grid and the value columns of the first shot, which every other shot must match."""
 
     def __init__(self, rec):
         self.shot = rec.shot
         self.shape = rec.shape
-        self.dims = [(c.name, c.unit, numpy.array(c.data)) for c in rec.dims.values()]
+        self.text, dims = grid_of(rec)
+        self.dims = [(n, u, numpy.array(d)) for n, u, d in dims]
         self.values = [(c.name, c.unit) for c in rec.values.values()]
-        self.text = columns_text([(n, u, len(d)) for n, u, d in self.dims],
-                                 [(n, u, self.shape) for n, u in self.values])
-        self.check(rec)
 
     def check(self, rec):
         """Raises GridMismatch, naming the shot and both grids, when rec does not fit."""
-        dims = [(c.name, c.unit, len(c.data)) for c in rec.dims.values()]
-        text = columns_text(dims, [(c.name, c.unit, c.data.shape) for c in rec.values.values()])
-        if text != self.text or not all(numpy.array_equal(c.data, d, equal_nan=True)
-                                        for c, (_, _, d) in zip(rec.dims.values(), self.dims)):
+        text, dims = grid_of(rec)
+        if text != self.text or not all(numpy.array_equal(d, mine, equal_nan=True)
+                                        for (_, _, d), (_, _, mine) in zip(dims, self.dims)):
             raise GridMismatch(f"{rec.name} shot {rec.shot}: its grid and columns ({text}) differ from "
                                f"those of shot {self.shot} ({self.text})"
                                + ("" if text != self.text else ": the coordinates differ"))

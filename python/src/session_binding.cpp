@@ -230,7 +230,7 @@ void bindSession(py::module_& m) {
              "(default: max_bytes= or 8 GiB). A data set is served from it only while the catalogue lists the same file, asked once\n"
              "per fetch and once per fetch_many. offline=True serves only what the cache holds and raises\n"
              "NotFound for the rest, without asking the service. retries: attempts of a fetch or search\n"
-             "after a lost connection, a time-out or a busy service (default 4, 0: none); streams:\n"
+             "after a lost connection, a time-out or a busy service (default 4; 0 or 1: no retry); streams:\n"
              "connections one large download uses at once (default 4).")
         .def_property_readonly(
             "endpoint", [](const Session& s) { return s.options().endpoint; }, "URL of the service.")
